@@ -1,0 +1,41 @@
+# What every target of the tree shares: language, warnings, sanitizers, output folders.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
+endif()
+
+find_program(SD_CCACHE ccache)
+if(SD_CCACHE)
+  set(CMAKE_C_COMPILER_LAUNCHER "${SD_CCACHE}")
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${SD_CCACHE}")
+endif()
+
+add_library(sd_settings INTERFACE)
+target_include_directories(sd_settings INTERFACE "${PROJECT_SOURCE_DIR}/src")
+target_compile_options(sd_settings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+if(SD_WERROR)
+  target_compile_options(sd_settings INTERFACE -Werror)
+endif()
+
+# GCC marks the statics of inline functions and templates as unique symbols of the process, and a library that defines
+# one can never be unloaded. The plug-in must leave the process whole, so nothing here is built with them.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  target_compile_options(sd_settings INTERFACE -fno-gnu-unique)
+endif()
+
+if(SD_SANITIZE)
+  add_compile_options(-fsanitize=${SD_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${SD_SANITIZE})
+endif()
+if(SD_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
