@@ -13,8 +13,8 @@ namespace json {
 // or left as it was when reading throws. No state, any thread.
 //
 // A text is cut into tokens before their order is looked at: when it offends in both ways, the ScanException is what
-// is thrown. A number is read to the nearest double; one too large for a double is a ParseException, one too small
-// is 0. A stream is read to its end; bounding its length is the caller's affair.
+// is thrown. A number is read to the nearest double; one too large for a double, or with an exponent beyond 1e9, is a
+// ParseException, one too small is 0. A stream is read to its end, from its buffer.
 class Reader {
  public:
   static constexpr std::size_t kMaxDepth = 256;                           // nested arrays and objects
