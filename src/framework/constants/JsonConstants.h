@@ -2,7 +2,8 @@
 
 namespace constants {
 
-/// The key table that host and plug-ins share: member names, fixed values and path words of every JSON document and URI.
+/// The key table that host and plug-ins share: member names, fixed values and path words of every JSON document and
+/// URI.
 struct JsonConstants {
   // The envelope of an answer.
   static constexpr const char* STATUS = "status";

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <map>
 #include <memory>
 #include <optional>
+#include <string>
+#include <string_view>
 
 #include "framework/http/HTTPCommand.h"
 

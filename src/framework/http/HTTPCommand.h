@@ -14,7 +14,7 @@ namespace http {
 /// command serves one thread at a time.
 class HTTPCommand {
  public:
-  enum HTTPStatus_ {
+  enum HTTPStatus_ : int {
     HTTP_NONE = 0,
     HTTP_OK = 200,
     HTTP_NO_CONTENT = 204,

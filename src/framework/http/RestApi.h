@@ -9,7 +9,7 @@ namespace http {
 /// the order of the registry.
 class RestApi {
  public:
-  enum RestVerb_ { GET = 1, POST = 2, PUT = 3, DELETE = 4 };
+  enum RestVerb_ : int { GET = 1, POST = 2, PUT = 3, DELETE = 4 };
 
   RestApi(RestVerb_ verb, std::string uri, bool flag);
   RestApi(const RestApi&) = default;
@@ -32,5 +32,8 @@ class RestApi {
   std::string mUri;
   bool mFlag;
 };
+
+/// "GET", "POST", "PUT", "DELETE", or "?".
+const char* verbName(RestApi::RestVerb_ verb);
 
 }  // namespace http

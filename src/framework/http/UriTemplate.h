@@ -12,6 +12,9 @@ namespace http {
 /// left out. Nothing when the path does not match or holds a malformed escape.
 std::optional<std::map<std::string, std::string>> matchUriTemplate(std::string_view uriTemplate, std::string_view path);
 
+/// Whether a segment of a template stands for a parameter: "{server_id}".
+bool isUriParameter(std::string_view segment);
+
 /// Percent-decodes; nothing when an escape is malformed or stands for a zero byte.
 std::optional<std::string> percentDecode(std::string_view text);
 /// Percent-encodes whatever may not stand in a path segment.

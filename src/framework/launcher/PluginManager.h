@@ -1,13 +1,13 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <shared_mutex>
 #include <string>
 #include <vector>
 
 #include "framework/http/HTTPCommand.h"
 #include "framework/http/RestApi.h"
+#include "framework/launcher/ResourceTable.h"
 
 namespace plugins {
 class BasePluginProxy;
@@ -24,15 +24,16 @@ class PluginManager {
   PluginManager(const PluginManager&) = delete;
   PluginManager& operator=(const PluginManager&) = delete;
 
-  /// The manager of the process: the one given to `set_instance`, else one of version "1.00.00" made at the first call.
+  /// The manager of the process: one of version "1.00.00" until `set_instance` puts another in place.
   static PluginManager* get_instance();
-  /// Puts another manager in place, which the caller owns and may be null; the previous one is returned.
+  /// Puts another manager in place, which the caller owns, or none (null); returns the one that was there, so that the
+  /// caller can put it back.
   static PluginManager* set_instance(PluginManager* manager);
 
   const std::string& getVersion() const { return mVersion; }
 
-  /// Registers `proxy` for `api`. True: the manager owns the proxy from now on; false (null proxy, or a resource of that
-  /// verb and template exists): the caller keeps it.
+  /// Registers `proxy` for `api`; one proxy may serve several resources. True: the manager owns the proxy from now on;
+  /// false (null proxy, or a resource of that verb and template exists): the caller keeps it.
   bool registerPluginProxys(const http::RestApi& api, plugins::BasePluginProxy* proxy);
 
   /// A fresh command bound to no client; the caller owns it.
@@ -54,16 +55,12 @@ class PluginManager {
   void unregister(const std::vector<plugins::BasePluginProxy*>& proxies);
 
  private:
-  struct Entry;
-  class Running;
-  struct Match;
-
   bool add(const http::RestApi& api, plugins::BasePluginProxy* proxy, bool inProcess);
-  Match match(http::RestApi::RestVerb_ verb, const std::string& path, http::HTTPCommand::Origin_ origin) const;
+  void run(http::HTTPCommand& command);
 
   const std::string mVersion;
   mutable std::shared_mutex mMutex;
-  std::vector<std::shared_ptr<Entry>> mEntries;
+  ResourceTable mResources;
 };
 
 }  // namespace launcher

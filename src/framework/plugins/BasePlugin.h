@@ -20,7 +20,7 @@ class BasePlugin {
   using Handler = std::function<http::HTTPCommand::HTTPStatus_(const std::map<std::string, std::string>& parameters,
                                                                const json::Object& request, json::Object& response)>;
 
-  virtual ~BasePlugin();
+  // The order of these is part of the contract.
 
   /// Run the handler bound to the command's resource and leave its status in the command. What a handler throws passes
   /// through. A resource without a handler answers 404.
@@ -28,9 +28,16 @@ class BasePlugin {
   virtual void doPOST();
   virtual void doPUT();
   virtual void doDELETE();
+  virtual ~BasePlugin();
 
   /// The registry of all resources with their proxies. Changed only by the plug-in manager.
   static std::map<const http::RestApi, BasePluginProxy*>& getRegisteredRestApis();
+
+  /// Run another resource of the host in this process and fill `response` with its body. 400 when there is no manager
+  /// or no command to run it with.
+  http::HTTPCommand::HTTPStatus_ executePlugin(const http::RestApi* api, json::Object& response) const;
+  http::HTTPCommand::HTTPStatus_ executePlugin(const http::RestApi* api, const json::Object& request,
+                                               json::Object& response) const;
 
  protected:
   BasePlugin(http::HTTPCommand* command, const BasePluginProxy* proxy);
@@ -40,11 +47,6 @@ class BasePlugin {
   /// Binds the handler of the resource at position `id` of the proxy's supported list.
   void addPluginApi(unsigned int id, Handler handler);
   http::HTTPCommand* getHTTPCommand() const { return mCommand; }
-
-  /// Run another resource of the host in this process and fill `response` with its body.
-  http::HTTPCommand::HTTPStatus_ executePlugin(const http::RestApi* api, json::Object& response) const;
-  http::HTTPCommand::HTTPStatus_ executePlugin(const http::RestApi* api, const json::Object& request,
-                                               json::Object& response) const;
 
  private:
   void dispatch();

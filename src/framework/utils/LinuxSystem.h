@@ -9,11 +9,12 @@
 namespace utils {
 
 /// This machine, as the kernel tells it through netlink. Its address list follows changes: each query first reads the
-/// notifications that have come in since, and lists anew only when there were any.
+/// notifications that have come in since, and lists anew only when there were any. It stays with the network namespace
+/// in which it was made.
 class LinuxSystem : public System {
  public:
   struct Options {
-    /// [a-z0-9._-]; "" for the host name.
+    /// Of [a-z0-9._-]; "" for the host name. Other characters become "-".
     std::string localServerId;
     /// Shell patterns of interface names to use; empty for all.
     std::vector<std::string> includeInterfaces;
@@ -23,7 +24,8 @@ class LinuxSystem : public System {
 
   static std::vector<std::string> defaultExcludedInterfaces();
 
-  explicit LinuxSystem(Options options = {});
+  LinuxSystem();
+  explicit LinuxSystem(Options options);
   ~LinuxSystem() override;
 
   int getIPAddresses(std::string (&ipv4)[kMaxAddresses], std::string (&ipv6)[kMaxAddresses], int& count4,
@@ -35,9 +37,9 @@ class LinuxSystem : public System {
   std::vector<NetworkInterface> getNetworkInterfaces() override;
 
  private:
-  class Netlink;
-  const Options mOptions;
-  std::unique_ptr<Netlink> mNetlink;
+  struct Network;
+  const std::string mLocalServerId;
+  std::unique_ptr<Network> mNetwork;
 };
 
 }  // namespace utils

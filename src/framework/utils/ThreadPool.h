@@ -4,15 +4,15 @@
 
 namespace utils {
 
-/// A unit of work for a pool, which owns and deletes it.
+/// A unit of work for a pool, which owns and deletes it. It may do whatever a thread may, such as adding further jobs.
 class ThreadPoolJob {
  public:
   virtual ~ThreadPoolJob();
   virtual void execute() = 0;
 };
 
-/// A pool of worker threads. Safe for every thread. Destroying it drops what is pending and joins what runs; a pool that
-/// is being destroyed takes and drops jobs.
+/// A pool of worker threads. Safe for every thread. Destroying it drops what is pending and joins what runs, so none of
+/// its own jobs may do that; whoever may still add jobs meanwhile closes it first.
 class ThreadPool {
  public:
   /// At least one thread is made.
@@ -21,7 +21,8 @@ class ThreadPool {
   ThreadPool(const ThreadPool&) = delete;
   ThreadPool& operator=(const ThreadPool&) = delete;
 
-  /// Queues a job, which the pool owns from now on; null is passed over. A job that throws costs only itself.
+  /// Queues a job, which the pool owns from now on and deletes when it has run; a closed pool deletes it at once. Null
+  /// is passed over. A job that throws costs only itself.
   void addJob(ThreadPoolJob* job);
   /// Jobs accepted and not finished, queued ones included, so it may exceed the number of threads.
   int getRunningJobCount();
@@ -33,7 +34,7 @@ class ThreadPool {
 
  private:
   struct State;
-  std::shared_ptr<State> mState;
+  std::unique_ptr<State> mState;
 };
 
 }  // namespace utils

@@ -1,0 +1,7 @@
+#include "framework/http/HTTPCommand.h"
+
+namespace http {
+
+HTTPCommand::~HTTPCommand() = default;
+
+}  // namespace http
