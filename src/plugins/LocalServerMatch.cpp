@@ -24,13 +24,14 @@ LocalServerMatch::LocalServerMatch(LocalAddresses addresses) : mAddresses(std::m
 }
 
 bool LocalServerMatch::matches(const json::Object& record) {
-  const std::string firstIp = firstIpOf(record);
+  const json::Array* const nics = nicsOf(record);
+  const std::string firstIp = firstIpOf(nics);
   const bool isHostIp = isSame(firstIp, mAddresses.hostIp);
 
   bool match = false;
   if (!mAddresses.isListed) {
     match = isHostIp;
-  } else if (matchesNic(record)) {
+  } else if (matchesNic(nics)) {
     match = mIsLocalServerFound = true;
   }
   if (!mAddresses.natDetails.empty()) {
@@ -41,9 +42,9 @@ bool LocalServerMatch::matches(const json::Object& record) {
   return match;
 }
 
-bool LocalServerMatch::matchesNic(const json::Object& record) const {
-  if (hasNicAddress(record, Keys::IP_V4, mAddresses.localServerIp)) return true;
-  return !mIsLocalServerFound && hasNicAddress(record, Keys::IP_V6, mAddresses.localServerIp);
+bool LocalServerMatch::matchesNic(const json::Array* nics) const {
+  if (hasNicAddress(nics, Keys::IP_V4, mAddresses.localServerIp)) return true;
+  return !mIsLocalServerFound && hasNicAddress(nics, Keys::IP_V6, mAddresses.localServerIp);
 }
 
 bool LocalServerMatch::matchesNat(const std::string& firstIp) const {

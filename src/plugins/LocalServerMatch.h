@@ -26,7 +26,7 @@ class LocalServerMatch {
   bool isLocalServerFound() const { return mIsLocalServerFound; }
 
  private:
-  bool matchesNic(const json::Object& record) const;
+  bool matchesNic(const json::Array* nics) const;
   bool matchesNat(const std::string& firstIp) const;
 
   const LocalAddresses mAddresses;

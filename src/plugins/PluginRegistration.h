@@ -49,6 +49,7 @@ class PluginRegistration {
   /// A proxy of its own for each resource that the plug-in serves, unless the plug-in needs a newer manager. Versions
   /// are compared as texts, so that "10.00.00" ranks below "9.00.00".
   static void registerProxies(launcher::PluginManager* manager) {
+    if (manager == nullptr) return;
     const auto probe = std::make_unique<Proxy>(manager);
     if (manager->getVersion() < probe->getRequiredPluginManagerVersion()) {
       utils::formatted_log_t(utils::LOG_MISMATCH,

@@ -11,10 +11,6 @@ namespace {
 
 using Keys = constants::JsonConstants;
 
-const json::Array* nicsOf(const json::Object& record) {
-  return json::arrayAt(record, {Keys::PROPERTIES, Keys::OS, Keys::NETWORK, Keys::NICS});
-}
-
 bool isIpAddress(const std::string& text) {
   utils::System& system = *utils::System::get_instance();
   return system.isIPv4Address(text) || system.isIPv6Address(text);
@@ -26,15 +22,17 @@ std::string displayIdOf(const json::Object& record) {
   return json::textAt(record, {Keys::PROPERTIES, Keys::DISPLAY_ID});
 }
 
-std::string firstIpOf(const json::Object& record) {
-  const json::Array* const nics = nicsOf(record);
+const json::Array* nicsOf(const json::Object& record) {
+  return json::arrayAt(record, {Keys::PROPERTIES, Keys::OS, Keys::NETWORK, Keys::NICS});
+}
+
+std::string firstIpOf(const json::Array* nics) {
   if (nics == nullptr || nics->Empty()) return "";
   const auto* const nic = nics->Begin()->getIf<json::Object>();
   return nic == nullptr ? "" : json::textAt(*nic, {Keys::IP_V4});
 }
 
-bool hasNicAddress(const json::Object& record, const char* family, const std::string& address) {
-  const json::Array* const nics = nicsOf(record);
+bool hasNicAddress(const json::Array* nics, const char* family, const std::string& address) {
   if (nics == nullptr || address.empty()) return false;
   return std::any_of(nics->Begin(), nics->End(), [&](const json::UnknownElement& element) {
     const auto* const nic = element.getIf<json::Object>();

@@ -10,10 +10,12 @@ namespace plugins {
 // nothing.
 
 std::string displayIdOf(const json::Object& record);
-/// The IPv4 address of the first network interface.
-std::string firstIpOf(const json::Object& record);
+/// The server's network interfaces, or null. They belong to the record.
+const json::Array* nicsOf(const json::Object& record);
+/// The IPv4 address of the first interface.
+std::string firstIpOf(const json::Array* nics);
 /// Whether one of the interfaces has this address under `family` (IP_V4 or IP_V6). "" is nobody's address.
-bool hasNicAddress(const json::Object& record, const char* family, const std::string& address);
+bool hasNicAddress(const json::Array* nics, const char* family, const std::string& address);
 /// The address at which the server was last reached.
 std::string lastCommunicatedIpOf(const json::Object& record);
 
