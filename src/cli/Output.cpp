@@ -1,0 +1,69 @@
+#include "cli/Output.h"
+
+#include "cli/ServerView.h"
+#include "cli/Table.h"
+#include "cli/Text.h"
+#include "json/writer.h"
+
+namespace cli {
+namespace {
+
+std::string orDash(const std::string& text) {
+  return text.empty() ? "-" : text;
+}
+
+template <typename T>
+std::string prettyText(const T& value) {
+  std::string text;
+  json::Writer::Write(value, text, true);
+  return neutraliseJson(text) + "\n";
+}
+
+std::string interfaceText(const Interface& interface) {
+  std::string text;
+  for (const std::string* part : {&interface.name, &interface.ipV4, &interface.ipV6, &interface.mac}) {
+    if (!text.empty() && !part->empty()) text += "  ";
+    text += *part;
+  }
+  return text;
+}
+
+}  // namespace
+
+std::string serverTable(const std::vector<json::Object>& records) {
+  Table table({"ID", "ADDRESSES", "BUILD", "HEALTH", "HOW"});
+  for (const json::Object& record : records) {
+    const ServerView server = viewServer(record);
+    table.add({orDash(server.id), orDash(server.addressSummary()), orDash(server.build), orDash(server.health),
+               std::string(server.origin())});
+  }
+  return table.text();
+}
+
+std::string serverSheet(const json::Object& record) {
+  const ServerView server = viewServer(record);
+  Table table;
+  table.add({"ID", orDash(server.id)});
+  table.add({"BUILD", orDash(server.build)});
+  table.add({"HEALTH", orDash(server.health)});
+  table.add({"SYSTEM", orDash(server.system)});
+  table.add({"HOW", std::string(server.origin())});
+  for (const std::string& endpoint : server.endpoints)
+    table.add({"LISTENS", endpoint});
+  for (const Interface& interface : server.interfaces)
+    table.add({"INTERFACE", interfaceText(interface)});
+  return table.text();
+}
+
+std::string jsonText(const json::Object& object) {
+  return prettyText(object);
+}
+
+std::string jsonText(const std::vector<json::Object>& objects) {
+  json::Array array;
+  for (const json::Object& object : objects)
+    array.Insert(object);
+  return prettyText(array);
+}
+
+}  // namespace cli
