@@ -3,22 +3,26 @@
 #include <map>
 #include <string>
 
+#include "discovery/HostTable.h"
 #include "json/elements.h"
 
 namespace discovery {
 
 /// The process-wide table of announced servers: address to details record. Every operation may be called by every
-/// thread; `addDiscoveredHost` is not serialised with the two others, so it may be lost to a replacement of the table
+/// thread; `addDiscoveredHost` is not serialised with the others, so it may be lost to a replacement of the table
 /// that runs at the same time.
 class DiscoveryMap {
  public:
   /// Files an announced server unless its address is there: an empty record for a VMware host, else the document that
-  /// `serverDetails` holds. A text that is no document is logged and files nothing.
+  /// `serverDetails` holds. A text that is no document is logged and files nothing, and so does a full table.
   static void addDiscoveredHost(std::string address, std::string serverDetails, bool isVmware);
   /// A copy of the whole table.
   static std::map<std::string, json::Object> getDiscoveredHost();
   /// Replaces the whole table.
   static void updateServerList(std::map<std::string, json::Object> hosts);
+
+  /// The whole table as it is now, at the same cost whatever its size.
+  static HostTable::Snapshot snapshot();
 };
 
 }  // namespace discovery

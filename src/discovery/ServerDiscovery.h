@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "discovery/UnreachableAddresses.h"
 #include "framework/utils/Mutex.h"
 #include "json/elements.h"
 
@@ -15,6 +16,8 @@ class ServerDiscovery {
  public:
   static ServerDiscovery* getInstance();
 
+  // The order of these is part of the contract.
+
   /// Both answer an SLP result in the low 16 bits, 0 for success.
   virtual unsigned short registerSLPService(std::string serverDetails, bool noDiscoveryThread,
                                             std::string registrationUrl, std::string ipAddress) = 0;
@@ -23,8 +26,8 @@ class ServerDiscovery {
   virtual void getDiscoveredHost(json::Array& out) = 0;
   /// Files `record`'s value under `key` among the discovered servers, unless there is one, and publishes them all.
   virtual void addHost(std::string key, json::Object record, bool verified = true) = 0;
-  /// Files a searched server under the last path segment of `key`, unless there is one. With `fromRequest` the record is
-  /// a provisional one for the address that `request` names.
+  /// Files a searched server under the last path segment of `key`, unless there is one. With `fromRequest` the record
+  /// is a provisional one for the address that `request` names.
   virtual void addToSearchHostList(std::string key, json::Object request, json::Object serverRecord,
                                    bool fromRequest) = 0;
   /// 1 and the record when `key` was searched for, else 2 and `out` as it was.
@@ -41,6 +44,17 @@ class ServerDiscovery {
   std::optional<std::string> keyOfServer(const std::string& displayId);
   /// Lets an address be asked for its details again that did not answer once.
   void clearUnreachable(const std::string& address);
+
+  /// Held for a whole discovery pass.
+  utils::Mutex mMutex;
+  /// Held while a verified server is filed and while the published list is replaced at the end of a pass.
+  utils::Mutex mHostListMutex;
+  /// Addresses whose details could not be had; they are not asked again until they are cleared.
+  UnreachableAddresses mapUnreachableIP;
+
+ protected:
+  ServerDiscovery() = default;
+  ~ServerDiscovery() = default;
 };
 
 }  // namespace discovery

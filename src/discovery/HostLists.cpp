@@ -1,0 +1,116 @@
+#include "discovery/HostLists.h"
+
+#include "discovery/DiscoveryMap.h"
+#include "discovery/InventoryRebuild.h"
+#include "discovery/Limits.h"
+#include "discovery/ProvisionalRecord.h"
+#include "framework/constants/JsonConstants.h"
+#include "framework/http/UriTemplate.h"
+#include "framework/utils/Log.h"
+#include "json/lookup.h"
+
+namespace discovery {
+namespace {
+
+using Keys = constants::JsonConstants;
+
+json::Object valueOf(const json::Object& answer) {
+  const json::Object* const value = json::objectAt(answer, {Keys::VALUE});
+  return value != nullptr ? *value : json::Object();
+}
+
+/// What the last segment of a path stands for; a text without "/" is its own last segment.
+std::string lastSegment(const std::string& path) {
+  const std::string segment = path.substr(path.rfind('/') + 1);
+  return http::percentDecode(segment).value_or(segment);
+}
+
+}  // namespace
+
+void HostLists::addSearched(const std::string& key, const json::Object& request, const json::Object& serverRecord,
+                            bool fromRequest) {
+  json::Object entry;
+  if (fromRequest) {
+    formProvisionalRecord(entry, json::textAt(request, {"parameters", "address"}));
+  } else {
+    entry = serverRecord;
+  }
+  entry[Keys::VALUE][Keys::PROPERTIES]["isManual"] = json::Boolean(true);
+
+  const std::string id = lastSegment(key);
+  if (id.empty()) {
+    utils::formatted_log_t(utils::LOG_FAILURE,
+                           "RemoteServerDiscovery:addToSearchHostList:no identifier in the key, left out:%1%") %
+        key;
+    return;
+  }
+  if (mSearchedHosts.insertIfAbsent(id, valueOf(entry), kMaxSearchedHosts) == HostTable::Filing::kFull) {
+    utils::formatted_log_t(utils::LOG_FAILURE,
+                           "RemoteServerDiscovery:addToSearchHostList:the list is full, left out:%1%") %
+        id;
+  }
+}
+
+void HostLists::addToPublished(const std::string& key, const json::Object& answer) {
+  mPartialDiscoveredHosts.insertIfAbsent(key, valueOf(answer));
+  DiscoveryMap::updateServerList(*mPartialDiscoveredHosts.snapshot());
+}
+
+bool HostLists::file(const std::string& address, const json::Object& record) {
+  const auto inPass = mCycleDiscoveredHosts.insertOrReplace(address, record, kMaxServers);
+  const auto inPublished = mPartialDiscoveredHosts.insertOrReplace(address, record, kMaxServers);
+  const bool isFiled = inPass != HostTable::Filing::kFull && inPublished != HostTable::Filing::kFull;
+  if (!isFiled && mFullLists.admits()) {
+    utils::formatted_log_t(utils::LOG_FAILURE,
+                           "RemoteServerDiscovery:addDiscoveredHost:the list is full, left out:%1%") %
+        address;
+  }
+  return isFiled;
+}
+
+void HostLists::file(const std::string& address, const json::Object& record, std::uint32_t counter,
+                     const std::string& gid) {
+  if (file(address, record)) mUpdatedCounters.record(address, counter, gid);
+}
+
+bool HostLists::remove(const std::string& key) {
+  const bool wasPublished = mPartialDiscoveredHosts.erase(key);
+  const HostTable::Snapshot announced = DiscoveryMap::snapshot();
+  if (!announced->contains(key)) return wasPublished;
+  HostTable::Map remaining = *announced;
+  remaining.erase(key);
+  DiscoveryMap::updateServerList(std::move(remaining));
+  return true;
+}
+
+void HostLists::copyDiscovered(json::Array& out) const {
+  HostTable::Snapshot hosts = DiscoveryMap::snapshot();
+  utils::formatted_log_t(utils::LOG_INVENTORY,
+                         "RemoteServerDiscovery:getDiscoveredHost:mDiscoveredHosts.size():"
+                         "mPartialDiscoveredHosts.size():%1%%2%") %
+      hosts->size() % mPartialDiscoveredHosts.size();
+  if (hosts->empty()) hosts = mPartialDiscoveredHosts.snapshot();
+  json::Array records;
+  for (const auto& [key, record] : *hosts)
+    records.Insert(record);
+  out = records;
+}
+
+void HostLists::publishPass(utils::Mutex& filing) {
+  const HostTable::Snapshot published = mPartialDiscoveredHosts.snapshot();
+  const HostTable::Snapshot found = mCycleDiscoveredHosts.snapshot();
+  if (!published->empty() && !found->empty()) {
+    HostTable::Map rebuilt = rebuildInventory(*published, *found);
+    const utils::Lock lock(&filing, false);
+    mPartialDiscoveredHosts.replaceAll(std::move(rebuilt));
+  } else if (!found->empty()) {
+    mPartialDiscoveredHosts.replaceAll(*found);
+  }
+  // A server that left is asked anew when it comes back, so its counter is of no more use.
+  mUpdatedCounters.keepOnly(*mPartialDiscoveredHosts.snapshot(), *mCycleDiscoveredHosts.snapshot());
+  utils::formatted_log_t(utils::LOG_INVENTORY,
+                         "RemoteServerDiscovery:clearAutoDiscoveredServers:mPartialDiscoveredHosts.size():%1%") %
+      mPartialDiscoveredHosts.size();
+}
+
+}  // namespace discovery

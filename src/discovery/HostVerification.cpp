@@ -1,0 +1,180 @@
+#include "discovery/HostVerification.h"
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+#include "discovery/Limits.h"
+#include "discovery/LocalMachine.h"
+#include "discovery/ProvisionalRecord.h"
+#include "discovery/ServerDetails.h"
+#include "framework/constants/JsonConstants.h"
+#include "framework/http/HTTPCommand.h"
+#include "framework/launcher/Preferences.h"
+#include "framework/utils/Log.h"
+#include "json/lookup.h"
+
+namespace discovery {
+namespace {
+
+using http::HTTPCommand;
+using Keys = constants::JsonConstants;
+
+constexpr const char* kLoopback = "127.0.0.1";
+/// The one build of legacy servers that is filed.
+constexpr const char* kLegacyBuild = "008";
+
+bool isTooLong(const std::string& address) {
+  if (address.size() <= kMaxAddressLength) return false;
+  utils::formatted_log_t(utils::LOG_FAILURE,
+                         "RemoteServerDiscovery:addDiscoveredHost:an address is too long, its length:%1%") %
+      address.size();
+  return true;
+}
+
+bool isEmpty(const std::string& address, const std::string& attributes) {
+  if (!address.empty() && !attributes.empty()) return false;
+  utils::formatted_log_t(utils::LOG_INVENTORY,
+                         "RemoteServerDiscovery:addDiscoveredHost:no address or no attributes, strServerIp:%1%") %
+      address;
+  return true;
+}
+
+/// Whether any of the records that described the candidate describes this machine.
+bool isThisMachine(const Candidate& candidate) {
+  const LocalAddresses local = localAddresses();
+  if (candidate.nics.empty()) return isLocalServer({}, candidate.address, local);
+  return std::any_of(candidate.nics.begin(), candidate.nics.end(),
+                     [&](const json::Array& nics) { return isLocalServer(nics, candidate.address, local); });
+}
+
+/// What older servers answer the details call with, beside success.
+bool isLegacyAnswer(int status) {
+  return status == HTTPCommand::HTTP_OK || status == HTTPCommand::HTTP_BAD_REQUEST ||
+         status == HTTPCommand::HTTP_METHOD_NOT_ALLOWED;
+}
+
+void copyLastCommunicatedIp(const json::Object& response, json::Object& record) {
+  const auto* const address =
+      json::find(response, {Keys::PROPERTIES, Keys::OS, Keys::NETWORK, Keys::LAST_COMMUNICATED_IP});
+  if (address == nullptr) return;
+  record[Keys::PROPERTIES][Keys::OS][Keys::NETWORK][Keys::LAST_COMMUNICATED_IP] = *address;
+}
+
+}  // namespace
+
+HostVerification::HostVerification(HostLists& lists, UnreachableAddresses& unreachable, utils::Mutex& filing)
+    : mLists(lists), mUnreachable(unreachable), mFiling(filing) {}
+
+void HostVerification::verify(const std::string& address, const std::string& attributes, bool provisional) {
+  const unsigned int strictness = launcher::Preferences::get_instance()->get_slp_find_service_strictness();
+  utils::formatted_log_t(utils::LOG_INVENTORY, "RemoteServerDiscovery:addDiscoveredHost:entered with strServerIp:%1%") %
+      address;
+  if (isTooLong(address)) return;
+  if (provisional && !address.empty()) return fileProvisional(address);
+  if (isEmpty(address, attributes) || address == kLoopback) return;
+
+  std::optional<Candidate> candidate = readCandidate(address, attributes);
+  if (!candidate || !isIdentityAccepted(*candidate, strictness)) return;
+
+  const Known known = lookUp(*candidate);
+  if (known.isServerFound && !known.isCounterUpdated) {
+    mLists.file(address, known.previous, candidate->updatedCounter, candidate->gid);
+  } else if (isThisMachine(*candidate)) {
+    fileLocal(*candidate);
+  } else {
+    askRemote(*candidate);
+  }
+}
+
+void HostVerification::fileProvisional(const std::string& address) {
+  json::Object answer;
+  formProvisionalRecord(answer, address);
+  const utils::Lock lock(&mFiling, false);
+  mLists.file(address, *json::objectAt(answer, {Keys::VALUE}));
+}
+
+HostVerification::Known HostVerification::lookUp(Candidate& candidate) const {
+  utils::formatted_log_t(utils::LOG_INVENTORY, "RemoteServerDiscovery:addDiscoveredHost:mDiscoveredHosts.size():%1%") %
+      mLists.mDiscoveredHosts.size();
+  Known known;
+  UpdateCounters::Filed filed;
+  if (auto previous = mLists.mDiscoveredHosts.find(candidate.address)) {
+    known.isServerFound = true;
+    known.previous = std::move(*previous);
+    candidate.readNics(known.previous);
+    filed = mLists.mUpdatedCounters.find(candidate.address).value_or(UpdateCounters::Filed());
+    const bool isOtherGid = !candidate.gid.empty() && !filed.gid.empty() && candidate.gid != filed.gid;
+    known.isCounterUpdated = filed.counter != candidate.updatedCounter || isOtherGid;
+  }
+  utils::formatted_log_t(
+      utils::LOG_INVENTORY,
+      "RemoteServerDiscovery:addDiscoveredHost:isServerFound:%1%,isCounterUpdated:%2%,isLegacyServer:%3%") %
+      known.isServerFound % known.isCounterUpdated % candidate.isLegacyServer;
+  utils::formatted_log_t(
+      utils::LOG_INVENTORY,
+      "RemoteServerDiscovery:addDiscoveredHost:nTempUpdatedCounter:%1%,nUpdatedCounter:%2%,isCounterUpdated:%3%") %
+      candidate.updatedCounter % filed.counter % known.isCounterUpdated;
+  return known;
+}
+
+void HostVerification::fileLocal(const Candidate& candidate) {
+  json::Object record;
+  const int status = getLocalServerDetails(candidate.displayId, candidate.address, record);
+  if (status != HTTPCommand::HTTP_OK || record.Empty()) return;
+  record[Keys::PROPERTIES][Keys::IS_PIVOT] = json::Boolean(true);
+  fileLocked(candidate, record);
+}
+
+void HostVerification::askRemote(const Candidate& candidate) {
+  if (mUnreachable.contains(candidate.address)) {
+    utils::formatted_log_t(utils::LOG_INVENTORY,
+                           "RemoteServerDiscovery:addDiscoveredHost:IP is FOUND in mapUnreachableIP Hence NOT going to "
+                           "make getRemoteServerDetails call:%1%") %
+        candidate.address;
+    return;
+  }
+  utils::formatted_log_t(utils::LOG_INVENTORY,
+                         "RemoteServerDiscovery:addDiscoveredHost:IP is not found in mapUnreachableIP Hence going to "
+                         "make getRemoteServerDetails call:%1%") %
+      candidate.address;
+  json::Object response;
+  const int status = getRemoteServerDetails(candidate.displayId, candidate.address, candidate.attributes, response,
+                                            candidate.isLegacyServer);
+  const bool isAccepted = candidate.isLegacyServer ? fileLegacy(candidate, response, status)
+                                                   : status == HTTPCommand::HTTP_OK && fileCurrent(candidate, response);
+  if (isAccepted) return;
+  utils::formatted_log_t(utils::LOG_FAILURE,
+                         "RemoteServerDiscovery:addDiscoveredHost:Server details failed with IP:, Hence adding the IP "
+                         "to mapUnreachableIP:%1%") %
+      candidate.address;
+  mUnreachable.add(candidate.address);
+}
+
+/// False when the answer is none.
+bool HostVerification::fileCurrent(const Candidate& candidate, json::Object response) {
+  if (response.Empty()) return false;
+  response[Keys::PROPERTIES][Keys::IS_PIVOT] = json::Boolean(false);
+  buildVersion(response);  // for the log: servers of every build are filed
+  fileLocked(candidate, response);
+  return true;
+}
+
+/// False when the answer is none. What is filed are the attributes; the answer only tells the build, and a server of
+/// another build than the one is left out in silence.
+bool HostVerification::fileLegacy(const Candidate& candidate, const json::Object& response, int status) {
+  if (response.Empty() || !isLegacyAnswer(status)) return false;
+  utils::formatted_log_t(utils::LOG_INVENTORY, "RemoteServerDiscovery:addDiscoveredHost:In isLegacyServer scenario");
+  json::Object record = candidate.attributes;
+  copyLastCommunicatedIp(response, record);
+  record[Keys::PROPERTIES][Keys::IS_PIVOT] = json::Boolean(false);
+  if (buildVersion(response) == kLegacyBuild) fileLocked(candidate, record);
+  return true;
+}
+
+void HostVerification::fileLocked(const Candidate& candidate, const json::Object& record) {
+  const utils::Lock lock(&mFiling, false);
+  mLists.file(candidate.address, record, candidate.updatedCounter, candidate.gid);
+}
+
+}  // namespace discovery
