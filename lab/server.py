@@ -1,0 +1,133 @@
+"""kvt-server processes on hosts of the lab, and HTTP as a client next to them speaks it."""
+
+import dataclasses
+import http.client
+import json
+import pathlib
+import signal
+import subprocess
+
+from netlab import wait_for
+
+
+@dataclasses.dataclass(frozen=True)
+class Answer:
+    status: int
+    headers: dict
+    body: bytes
+
+    @property
+    def json(self):
+        return json.loads(self.body)
+
+
+def fetch(namespace, address, method, path, body=None, port=8443, timeout=15, headers=None):
+    """One HTTP exchange from inside the namespace. `body` is text or bytes as they are, anything else as JSON."""
+    if body is not None and not isinstance(body, (str, bytes)):
+        body = json.dumps(body)
+
+    def exchange():
+        connection = http.client.HTTPConnection(address, port, timeout=timeout)
+        try:
+            connection.request(method, path, body, headers or {})
+            response = connection.getresponse()
+            return Answer(response.status, dict(response.getheaders()), response.read())
+        finally:
+            connection.close()
+
+    return namespace.call(exchange)
+
+
+class Server:
+    """One kvt-server on a host, whose name is its identifier. Its configuration and what it prints are in `folder`."""
+
+    PORT = 8443
+
+    def __init__(self, host, build, folder, *, config="", arguments=(), plugin_dir=None, hosts_file=None):
+        self.host = host
+        self.log_file = pathlib.Path(folder) / f"{host.name}.log"
+        self.config_file = pathlib.Path(folder) / f"{host.name}.toml"
+        self.config_file.write_text(f'[server]\nlocal_server_id = "{host.name}"\n{config}')
+        options = ["--config", self.config_file, *arguments]
+        if plugin_dir is not None:
+            options += ["--plugin-dir", plugin_dir]
+        self._command = host.command(build.server, *options, hosts_file=hosts_file)
+        self.process = None
+
+    def __enter__(self):
+        return self.start()
+
+    def __exit__(self, *_):
+        self.kill()
+
+    def start(self, seconds=30):
+        """Returns once it answers."""
+        self.spawn()
+        wait_for(lambda: self.is_healthy() or self._has_ended(), seconds, f"{self.host.name} answers\n{self.log()}")
+        return self
+
+    def spawn(self):
+        with open(self.log_file, "ab") as log:
+            self.process = subprocess.Popen(self._command, stdin=subprocess.DEVNULL, stdout=log, stderr=log)
+
+    def _has_ended(self):
+        if self.process.poll() is not None:
+            raise RuntimeError(f"{self.host.name} ended with {self.process.returncode}:\n{self.log()}")
+        return False
+
+    def is_healthy(self):
+        try:
+            return self.get("/healthz").status == 200
+        except OSError:
+            return False
+
+    def log(self):
+        return self.log_file.read_text(encoding="utf-8", errors="replace") if self.log_file.exists() else ""
+
+    def send_signal(self, number):
+        self.process.send_signal(number)
+
+    def stop(self, seconds):
+        """SIGTERM; the exit code. Raises subprocess.TimeoutExpired when it takes longer."""
+        self.send_signal(signal.SIGTERM)
+        return self.process.wait(seconds)
+
+    def kill(self):
+        if self.process is not None and self.process.poll() is None:
+            self.process.kill()
+            self.process.wait()
+
+    def get(self, path, **options):
+        return fetch(self.host, self.host.ipv4, "GET", path, port=self.PORT, **options)
+
+    def post(self, path, body, **options):
+        return fetch(self.host, self.host.ipv4, "POST", path, body, port=self.PORT, **options)
+
+    def act(self, action, parameters, **options):
+        body = {"action": action, "parameters": parameters}
+        return self.post("/1.0/servers/self/operations/discovery", body, **options)
+
+    def search(self, address, **options):
+        return self.act("SEARCH", {"address": address}, **options)
+
+    def add(self, server_id):
+        return self.act("ADD", {"server": f"/1.0/servers/{server_id}"})
+
+    def remove(self, server_id):
+        return self.act("REMOVE", {"server": f"/1.0/servers/{server_id}"})
+
+    def list(self):
+        return self.get("/1.0/servers").json
+
+
+@dataclasses.dataclass(frozen=True)
+class Build:
+    """Where a build keeps its programs."""
+
+    server: pathlib.Path
+    control: pathlib.Path
+
+    @classmethod
+    def at(cls, folder):
+        programs = pathlib.Path(folder).absolute() / "bin"
+        return cls(programs / "kvt-server", programs / "kvtctl")
