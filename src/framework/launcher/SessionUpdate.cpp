@@ -23,6 +23,7 @@ SessionUpdate::~SessionUpdate() {
     utils::formatted_log_t(utils::LOG_FAILURE, "Destructor SessionUpdate boost exception caught ");
   } catch (const std::exception& error) {
     utils::formatted_log_t(utils::LOG_FAILURE, "Destructor SessionUpdate std exception caught:='%1%' ") % error.what();
+  } catch (...) {  // nothing leaves a destructor
   }
 }
 
