@@ -9,7 +9,7 @@
 namespace json::detail {
 namespace {
 
-constexpr std::size_t kUsualDepth = 16;
+constexpr std::size_t kUsualDepth = 32;
 constexpr std::size_t kUsualOpenMembers = 32;
 constexpr std::size_t kUsualOpenElements = 16;
 
@@ -35,7 +35,7 @@ bool hasRepeatedName(const std::vector<Object::Member>& members) {
 
 // Moves the last elements of a stack into a container's node.
 template <typename Value>
-void moveTop(std::vector<Value>& stack, std::size_t size, std::vector<Value>& target) {
+void moveTop(std::pmr::vector<Value>& stack, std::size_t size, std::vector<Value>& target) {
   const auto first = stack.end() - static_cast<std::ptrdiff_t>(size);
   target.assign(std::make_move_iterator(first), std::make_move_iterator(stack.end()));
   stack.erase(first, stack.end());
@@ -48,7 +48,8 @@ bool reject(DocumentBuilder::Error& error) {
 
 }  // namespace
 
-DocumentBuilder::DocumentBuilder() {
+DocumentBuilder::DocumentBuilder()
+    : mMemory(mBuffer.data(), mBuffer.size()), mLevels(&mMemory), mMembers(&mMemory), mElements(&mMemory) {
   mLevels.reserve(kUsualDepth);
   mMembers.reserve(kUsualOpenMembers);
   mElements.reserve(kUsualOpenElements);
@@ -85,12 +86,14 @@ bool DocumentBuilder::on_array_end(std::size_t size, Error&) {
 }
 
 bool DocumentBuilder::on_key(Text rest, std::size_t, Error&) {
-  mMembers.emplace_back(takeText(rest));
+  takeText(rest, mMembers.emplace_back().name);
   return true;
 }
 
 bool DocumentBuilder::on_string(Text rest, std::size_t, Error&) {
-  add(String(takeText(rest)));
+  String string;
+  if (!mParts.empty() || !rest.empty()) takeText(rest, Access::node(string).write());
+  add(std::move(string));
   return true;
 }
 
@@ -129,10 +132,13 @@ bool DocumentBuilder::addPart(Text part) {
   return true;
 }
 
-std::string DocumentBuilder::takeText(Text rest) {
-  if (mParts.empty()) return std::string(rest.data(), rest.size());
-  mParts.append(rest.data(), rest.size());
-  return std::exchange(mParts, std::string());
+void DocumentBuilder::takeText(Text rest, std::string& text) {
+  if (mParts.empty()) {
+    text.assign(rest.data(), rest.size());
+  } else {
+    mParts.append(rest.data(), rest.size());
+    text = std::exchange(mParts, std::string());
+  }
 }
 
 void DocumentBuilder::add(UnknownElement&& value) {

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <memory_resource>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -48,14 +51,17 @@ class DocumentBuilder {
 
  private:
   bool addPart(Text part);
-  std::string takeText(Text rest);
+  void takeText(Text rest, std::string& text);
   void add(UnknownElement&& value);
 
   enum class Level : char { kObject, kArray };
 
-  std::vector<Level> mLevels;
-  std::vector<Object::Member> mMembers;
-  std::vector<UnknownElement> mElements;
+  // A usual document is built without taking memory for the stacks.
+  std::array<std::byte, 4096> mBuffer;
+  std::pmr::monotonic_buffer_resource mMemory;
+  std::pmr::vector<Level> mLevels;
+  std::pmr::vector<Object::Member> mMembers;
+  std::pmr::vector<UnknownElement> mElements;
   std::string mParts;
   UnknownElement mDocument;
 };

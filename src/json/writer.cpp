@@ -59,47 +59,59 @@ constexpr std::array<CharacterClass, 256> kCharacterClasses = [] {
   return classes;
 }();
 
-void appendEscape(Output& output, char c) {
+constexpr std::size_t kLongestEscape = 6;
+
+// These write at a place that has the room and return what follows it.
+char* put(char* to, std::string_view part) noexcept {
+  return std::copy(part.begin(), part.end(), to);
+}
+
+char* putEscape(char* to, char c) noexcept {
   constexpr std::string_view kMeanings = "\"\\\b\f\n\r\t";
   constexpr std::string_view kLetters = "\"\\bfnrt";
   constexpr std::string_view kHexDigits = "0123456789abcdef";
   const std::size_t letter = kMeanings.find(c);
   if (letter != std::string_view::npos) {
-    output.append('\\');
-    output.append(kLetters[letter]);
-    return;
+    *to++ = '\\';
+    *to++ = kLetters[letter];
+    return to;
   }
-  output.append("\\u00");
-  output.append(kHexDigits[static_cast<unsigned char>(c) >> 4]);
-  output.append(kHexDigits[static_cast<unsigned char>(c) & 0xF]);
+  to = put(to, "\\u00");
+  *to++ = kHexDigits[static_cast<unsigned char>(c) >> 4];
+  *to++ = kHexDigits[static_cast<unsigned char>(c) & 0xF];
+  return to;
+}
+
+// Appends the beginning of a text and returns how much of it that was.
+std::size_t appendBeginning(Output& output, std::string_view text) {
+  constexpr std::size_t kBlockSize = 256;
+  constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";
+  const std::size_t size = std::min(text.size(), kBlockSize);
+  char* to = output.room(size * kLongestEscape);
+  std::size_t at = 0;
+  while (at < size) {
+    const CharacterClass character = kCharacterClasses[static_cast<unsigned char>(text[at])];
+    if (character == CharacterClass::kPlain) {
+      *to++ = text[at++];
+    } else if (character == CharacterClass::kEscaped) {
+      to = putEscape(to, text[at++]);
+    } else if (const std::size_t length = detail::utf8SequenceLength(text.substr(at)); length > 0) {
+      to = put(to, text.substr(at, length));
+      at += length;
+    } else {
+      to = put(to, kReplacementCharacter);
+      ++at;
+    }
+  }
+  output.advanceTo(to);
+  return at;
 }
 
 void appendString(Output& output, std::string_view text) {
-  constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";
   output.append('"');
-  std::size_t written = 0;
-  std::size_t at = 0;
-  const auto writeUpTo = [&](std::size_t end) {
-    output.append(text.substr(written, end - written));
-    written = end;
-  };
-  while (at < text.size()) {
-    const CharacterClass character = kCharacterClasses[static_cast<unsigned char>(text[at])];
-    if (character == CharacterClass::kPlain) {
-      ++at;
-    } else if (character == CharacterClass::kEscaped) {
-      writeUpTo(at);
-      appendEscape(output, text[at]);
-      written = ++at;
-    } else if (const std::size_t length = detail::utf8SequenceLength(text.substr(at)); length > 0) {
-      at += length;
-    } else {
-      writeUpTo(at);
-      output.append(kReplacementCharacter);
-      written = ++at;
-    }
+  while (!text.empty()) {
+    text.remove_prefix(appendBeginning(output, text));
   }
-  writeUpTo(at);
   output.append('"');
 }
 
