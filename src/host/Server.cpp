@@ -1,0 +1,72 @@
+#include "host/Server.h"
+
+#include <stdexcept>
+
+#include "framework/launcher/PluginManager.h"
+#include "framework/launcher/Preferences.h"
+#include "framework/utils/Shutdown.h"
+
+namespace host {
+namespace {
+
+using launcher::PluginManager;
+using launcher::Preferences;
+
+/// What answers under way get to end with after the plug-ins have been shut down.
+constexpr std::chrono::milliseconds kGrace{500};
+
+void fill(Preferences& preferences, const Settings& settings) {
+  for (const auto& [name, value] : settings.preferences) {
+    if (const auto problem = preferences.set(name, value)) throw std::invalid_argument(*problem);
+  }
+}
+
+/// Every address, unless something else was asked for.
+std::vector<ListenAddress> listenAddresses(const Settings& settings, const Preferences& preferences) {
+  if (!settings.listen.empty()) return settings.listen;
+  return {ListenAddress{"", static_cast<std::uint16_t>(std::stoul(preferences.get_listening_port()))}};
+}
+
+}  // namespace
+
+Server::Server(const Settings& settings)
+    : mSettings(settings), mLoader(*PluginManager::get_instance(), *Preferences::get_instance()) {
+  Preferences& preferences = *Preferences::get_instance();
+  fill(preferences, settings);
+  mDispatcher = std::make_unique<Dispatcher>(*PluginManager::get_instance(), preferences, settings.limits,
+                                             HostResources::promptTemplates());
+  mFront = std::make_unique<Front>(settings.limits, *mDispatcher);
+}
+
+Server::~Server() {
+  stop();
+}
+
+Result<std::vector<Endpoint>> Server::listen() {
+  Preferences& preferences = *Preferences::get_instance();
+  auto endpoints = mFront->listen(listenAddresses(mSettings, preferences));
+  if (!endpoints) return endpoints;
+  preferences.set("listening_port", std::to_string(endpoints->front().port));
+  mResources = std::make_unique<HostResources>(*PluginManager::get_instance(), preferences, *endpoints);
+  return endpoints;
+}
+
+void Server::start(const std::string& pluginDirectory) {
+  mFront->start();
+  mLoader.loadDirectory(pluginDirectory);
+  mLoader.startAll();
+}
+
+void Server::stop() {
+  if (!mFront) return;
+  utils::shutdown::begin();
+  mFront->stopAccepting();
+  mLoader.shutdownAll();
+  mFront->stop(kGrace);
+  mDispatcher->close();  // what still runs may hold what a plug-in made
+  mLoader.unloadAll();
+  mResources.reset();
+  mFront.reset();
+}
+
+}  // namespace host

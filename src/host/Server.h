@@ -1,0 +1,47 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/Result.h"
+#include "host/config/Settings.h"
+#include "host/http/Dispatcher.h"
+#include "host/http/Front.h"
+#include "host/loader/PluginLoader.h"
+#include "host/net/Endpoint.h"
+#include "host/resources/HostResources.h"
+
+namespace host {
+
+/// The server put together: HTTP front, the host's own resources, and the plug-ins. It works on the process's plug-in
+/// manager and preferences, so there is one at a time. Its operations are called by one thread, in their order here.
+class Server {
+ public:
+  /// Fills the preferences.
+  explicit Server(const Settings& settings);
+  /// Stops.
+  ~Server();
+  Server(const Server&) = delete;
+  Server& operator=(const Server&) = delete;
+
+  /// Binds the addresses and sets the preference `listening_port` to the port of the first.
+  Result<std::vector<Endpoint>> listen();
+  /// Begins to serve, then loads the plug-ins of a directory and starts them: a plug-in that announces this server may
+  /// be asked for its details at once.
+  void start(const std::string& pluginDirectory);
+  /// Ends everything in order: takes in nothing more, shuts the plug-ins down, lets answers under way end for half a
+  /// second, and unloads. The framework's shutting-down state stays on.
+  void stop();
+
+  std::vector<PluginInfo> plugins() const { return mLoader.plugins(); }
+
+ private:
+  const Settings mSettings;
+  std::unique_ptr<Dispatcher> mDispatcher;
+  std::unique_ptr<Front> mFront;
+  std::unique_ptr<HostResources> mResources;
+  PluginLoader mLoader;
+};
+
+}  // namespace host

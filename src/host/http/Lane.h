@@ -1,0 +1,44 @@
+#pragma once
+
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace host {
+
+/// Worker threads with a bounded backlog, for one kind of work, so that no other kind waits behind it. Safe for every
+/// thread.
+class Lane {
+ public:
+  using Job = std::function<void()>;
+
+  Lane(const std::string& name, unsigned int threads, std::size_t backlog);
+  /// Closes.
+  ~Lane();
+  Lane(const Lane&) = delete;
+  Lane& operator=(const Lane&) = delete;
+
+  /// False when the backlog is full or the lane is closed; the job is then dropped. A job that throws costs only
+  /// itself.
+  bool submit(Job job);
+
+  /// Drops what waits, takes nothing more, and returns when what runs has ended. Not to be called by a job.
+  void close();
+
+ private:
+  void work();
+
+  const std::size_t mBacklog;
+  std::mutex mMutex;
+  std::condition_variable mWake;
+  std::deque<Job> mJobs;
+  bool mClosed = false;
+  std::vector<std::thread> mThreads;
+};
+
+}  // namespace host

@@ -1,0 +1,5 @@
+#include "host/App.h"
+
+int main(int argc, char** argv) {
+  return host::runServer(argc, argv);
+}
