@@ -47,7 +47,6 @@ std::string serverSheet(const json::Object& record) {
   table.add({"BUILD", orDash(server.build)});
   table.add({"HEALTH", orDash(server.health)});
   table.add({"SYSTEM", orDash(server.system)});
-  table.add({"HOW", std::string(server.origin())});
   for (const std::string& endpoint : server.endpoints)
     table.add({"LISTENS", endpoint});
   for (const Interface& interface : server.interfaces)

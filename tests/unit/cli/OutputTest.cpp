@@ -42,7 +42,6 @@ TEST(ServerSheet, ShowsAServerLineByLine) {
             "BUILD      008.0.1\n"
             "HEALTH     ok\n"
             "SYSTEM     Debian 12\n"
-            "HOW        this server\n"
             "LISTENS    http://10.0.0.1:8443\n"
             "INTERFACE  eth0  10.0.0.1  02:00:00:00:00:01\n");
 }
