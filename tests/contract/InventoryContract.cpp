@@ -1,0 +1,68 @@
+// Names, signatures and slots of the inventory, which its own callers and other libraries of the host know.
+#include <map>
+#include <type_traits>
+
+#include <gtest/gtest.h>
+
+#include "contract/Pin.h"
+#include "discovery/DiscoveryMap.h"
+#include "discovery/Host.h"
+#include "discovery/RemoteServerDiscovery.h"
+#include "discovery/ServerDiscovery.h"
+
+namespace {
+
+using contract::slotOf;
+using discovery::DiscoveryMap;
+using discovery::ServerDiscovery;
+using Hosts = std::map<std::string, json::Object>;
+using Status = http::HTTPCommand::HTTPStatus_;
+
+// The abstract inventory
+static_assert(std::is_abstract_v<ServerDiscovery> && !std::has_virtual_destructor_v<ServerDiscovery>);
+PIN(&ServerDiscovery::getInstance, ServerDiscovery* (*)());
+PIN(&ServerDiscovery::registerSLPService,
+    unsigned short (ServerDiscovery::*)(std::string, bool, std::string, std::string));
+PIN(&ServerDiscovery::deRegisterSLPService, unsigned short (ServerDiscovery::*)(std::string, bool));
+PIN(&ServerDiscovery::getDiscoveredHost, void (ServerDiscovery::*)(json::Array&));
+PIN(&ServerDiscovery::addHost, void (ServerDiscovery::*)(std::string, json::Object, bool));
+PIN(&ServerDiscovery::addToSearchHostList, void (ServerDiscovery::*)(std::string, json::Object, json::Object, bool));
+PIN(&ServerDiscovery::getSearchHost, int (ServerDiscovery::*)(std::string, json::Object&));
+PIN(&ServerDiscovery::getDiscoveredServerStatus, int (ServerDiscovery::*)());
+PIN(&ServerDiscovery::removeSpecificServer, bool (ServerDiscovery::*)(std::string));
+PIN(&ServerDiscovery::getDiscoveredHosts, void (ServerDiscovery::*)(Hosts&));
+PIN(&ServerDiscovery::mMutex, utils::Mutex ServerDiscovery::*);
+PIN(&ServerDiscovery::mHostListMutex, utils::Mutex ServerDiscovery::*);
+
+TEST(InventoryContract, KeepsItsSlots) {
+  EXPECT_EQ(slotOf(&ServerDiscovery::registerSLPService), 0u);
+  EXPECT_EQ(slotOf(&ServerDiscovery::deRegisterSLPService), 1u);
+  EXPECT_EQ(slotOf(&ServerDiscovery::getDiscoveredHost), 2u);
+  EXPECT_EQ(slotOf(&ServerDiscovery::addHost), 3u);
+  EXPECT_EQ(slotOf(&ServerDiscovery::addToSearchHostList), 4u);
+  EXPECT_EQ(slotOf(&ServerDiscovery::getSearchHost), 5u);
+  EXPECT_EQ(slotOf(&ServerDiscovery::getDiscoveredServerStatus), 6u);
+  EXPECT_EQ(slotOf(&ServerDiscovery::removeSpecificServer), 7u);
+  EXPECT_EQ(slotOf(&ServerDiscovery::getDiscoveredHosts), 8u);
+}
+
+// The inventory itself, in the global namespace
+static_assert(std::is_base_of_v<ServerDiscovery, ::RemoteServerDiscovery>);
+PIN(&RemoteServerDiscovery::getInstance, RemoteServerDiscovery* (*)());
+PIN(&RemoteServerDiscovery::clearAutoDiscoveredServers, void (RemoteServerDiscovery::*)());
+PIN(&RemoteServerDiscovery::addDiscoveredHost, void (RemoteServerDiscovery::*)(std::string, std::string, bool));
+PIN(&RemoteServerDiscovery::getRemoteServerDetails,
+    Status (RemoteServerDiscovery::*)(std::string, std::string, json::Object, json::Object&, bool));
+PIN(&RemoteServerDiscovery::getLocalServerDetails,
+    Status (RemoteServerDiscovery::*)(std::string, std::string, json::Object&));
+PIN(&RemoteServerDiscovery::isLocalServer, bool (RemoteServerDiscovery::*)(json::Array, std::string));
+PIN(&RemoteServerDiscovery::formDummyServerJson, void (RemoteServerDiscovery::*)(json::Object&, std::string));
+
+// The table of announced servers
+PIN(&DiscoveryMap::addDiscoveredHost, void (*)(std::string, std::string, bool));
+PIN(&DiscoveryMap::getDiscoveredHost, Hosts (*)());
+PIN(&DiscoveryMap::updateServerList, void (*)(Hosts));
+
+static_assert(std::is_default_constructible_v<::Host>);
+
+}  // namespace
