@@ -120,6 +120,8 @@ bool ServerDiscoveryPlugin::markLocalServer(json::Array& servers) {
 }
 
 void ServerDiscoveryPlugin::appendLocalServer(json::Array& servers) {
+  utils::Mutex mutex;  // this call's own: requests do not wait for one another, and the last one's view stays
+  const utils::Lock lock(&mutex, false);
   LocalServer localServer;
   localServer.ip = hostIp();
   localServer.record = fetchLocalServer();

@@ -18,25 +18,12 @@ void PluginState::forgetServicePlugin(ServerDiscoveryPlugin* plugin) {
   mServicePlugin.compare_exchange_strong(plugin, nullptr);
 }
 
-std::string PluginState::registrationUrl() const {
-  const std::lock_guard lock(mMutex);
-  return mRegistrationUrl;
-}
-
 void PluginState::setRegistrationUrl(std::string url) {
-  const std::lock_guard lock(mMutex);
-  mRegistrationUrl = std::move(url);
-}
-
-std::shared_ptr<const LocalServer> PluginState::localServer() const {
-  const std::lock_guard lock(mMutex);
-  return mLocalServer;
+  mRegistrationUrl.store(std::make_shared<const std::string>(std::move(url)));
 }
 
 void PluginState::setLocalServer(LocalServer localServer) {
-  std::shared_ptr<const LocalServer> replacement = std::make_shared<const LocalServer>(std::move(localServer));
-  const std::lock_guard lock(mMutex);
-  mLocalServer.swap(replacement);  // the earlier one ends with its last reader
+  mLocalServer.store(std::make_shared<const LocalServer>(std::move(localServer)));
 }
 
 }  // namespace plugins

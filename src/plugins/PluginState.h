@@ -2,9 +2,9 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <string>
 
+#include "discovery/Published.h"
 #include "framework/utils/Thread.h"
 #include "json/elements.h"
 
@@ -37,11 +37,12 @@ class PluginState {
   /// Leaves no pointer to an object that is about to be deleted.
   void forgetServicePlugin(ServerDiscoveryPlugin* plugin);
 
-  std::string registrationUrl() const;
+  /// The SLP URL under which the local server is registered, "" when it is not.
+  std::string registrationUrl() const { return *mRegistrationUrl.load(); }
   void setRegistrationUrl(std::string url);
 
   /// Never null.
-  std::shared_ptr<const LocalServer> localServer() const;
+  std::shared_ptr<const LocalServer> localServer() const { return mLocalServer.load(); }
   void setLocalServer(LocalServer localServer);
 
   /// Follows the local server's details; null when it does not run.
@@ -51,10 +52,8 @@ class PluginState {
 
  private:
   std::atomic<ServerDiscoveryPlugin*> mServicePlugin = nullptr;
-
-  mutable std::mutex mMutex;  ///< guards what follows
-  std::string mRegistrationUrl;
-  std::shared_ptr<const LocalServer> mLocalServer = std::make_shared<LocalServer>();
+  discovery::Published<const std::string> mRegistrationUrl{std::make_shared<const std::string>()};
+  discovery::Published<const LocalServer> mLocalServer{std::make_shared<const LocalServer>()};
 };
 
 }  // namespace plugins
