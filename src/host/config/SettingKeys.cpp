@@ -147,10 +147,11 @@ void addPlainKeys(std::vector<SettingKey>& keys) {
                          "Names or shell patterns of the network interfaces whose addresses are told to peers. Default "
                          "[]: all but the excluded ones.",
                          &Settings::includeInterfaces));
-  keys.push_back(listKey("network", "exclude_interfaces",
-                         "Names or shell patterns of interfaces to leave out. The default names those that exist alike "
-                         "on many machines: two servers that share an address take each other for themselves.",
-                         &Settings::excludeInterfaces));
+  keys.push_back(
+      listKey("network", "exclude_interfaces",
+              "Names or shell patterns of interfaces to leave out. Default: those that exist alike on many machines, "
+              "because two servers that share an address take each other for themselves.",
+              &Settings::excludeInterfaces));
   keys.push_back({"log", "level",
                   "What is logged: \"error\", \"warning\", \"info\", \"detail\" or \"trace\", each including those "
                   "before it, or a mask of levels from 0 to 255. SIGHUP reads it anew. Default \"warning\".",

@@ -66,7 +66,6 @@ std::optional<Answer> answerTo(error_code error) {
   if (error == web::error::header_limit || error == web::error::buffer_overflow) {
     return failureAnswer(431, "The header is too large");
   }
-  if (error == web::error::bad_version) return failureAnswer(505, "HTTP/1.1 is spoken here");
   const bool ended = error == web::error::end_of_stream || error == web::error::partial_message;
   if (ended || error.category() != make_error_code(web::error::bad_method).category()) return std::nullopt;
   return failureAnswer(400, "The request is malformed: " + error.message());
@@ -272,7 +271,11 @@ class HttpSession : public Session, public std::enable_shared_from_this<HttpSess
       mResponse->set(name, value);
     }
     mResponse->keep_alive(!close);
-    if (mResponse->result() != web::status::no_content) mResponse->body() = std::move(answer.body);
+    if (mResponse->result() == web::status::no_content) {
+      mResponse->erase(web::field::content_type);
+      return;
+    }
+    mResponse->body() = std::move(answer.body);
     mResponse->prepare_payload();
   }
 

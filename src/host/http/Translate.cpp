@@ -32,7 +32,7 @@ std::string_view withoutAuthority(std::string_view uri) {
   for (const std::string_view scheme : {"http://", "https://"}) {
     if (!startsWithIgnoringCase(uri, scheme)) continue;
     const auto path = uri.find_first_of("/?", scheme.size());
-    return path == std::string_view::npos ? std::string_view("/") : uri.substr(path);
+    return path == std::string_view::npos || uri[path] == '?' ? std::string_view("/") : uri.substr(path);
   }
   return uri;
 }
