@@ -30,6 +30,10 @@ endif()
 # one can never be unloaded. The plug-in must leave the process whole, so nothing here is built with them.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   target_compile_options(sd_settings INTERFACE -fno-gnu-unique)
+  # GCC 12 warns of overlapping copies wherever a literal is put before a string.
+  if(CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+    target_compile_options(sd_settings INTERFACE -Wno-restrict)
+  endif()
 endif()
 
 if(SD_SANITIZE)

@@ -2,6 +2,7 @@
 """Three servers on a network of their own: the first one finds, adds and lists the two others. Nothing is left behind."""
 
 import argparse
+import os
 import signal
 import sys
 import tempfile
@@ -30,13 +31,15 @@ def show(servers, build):
         control(server, build, "servers", "list")
 
 
-def keep_running(servers):
+def keep_running(servers, build):
     with Forwarder() as forwarder:
-        say("Open in a browser, or ask with kvtctl --server:")
+        urls = []
+        say("Until Ctrl-C, open in a browser of this machine:")
         for number, server in enumerate(servers, start=1):
             port = forwarder.open(server.host, server.host.ipv4, server.PORT, 8440 + number)
-            say(f"  {server.host.name}: http://127.0.0.1:{port}/1.0/servers")
-        say("Ctrl-C ends it.")
+            urls.append(f"http://127.0.0.1:{port}")
+            say(f"  {server.host.name:8}{urls[-1]}/1.0/servers")
+        say(f"or ask: {os.path.relpath(build.control)} --server {urls[0]} servers list")
         signal.pause()
 
 
@@ -50,7 +53,7 @@ def run(build, once):
             say()
             show(servers, build)
             if not once:
-                keep_running(servers)
+                keep_running(servers, build)
         finally:
             for server in servers:
                 server.kill()

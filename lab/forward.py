@@ -17,8 +17,16 @@ class Forwarder:
         return self
 
     def __exit__(self, *_):
+        async def end_all():
+            others = asyncio.all_tasks() - {asyncio.current_task()}
+            for task in others:
+                task.cancel()
+            await asyncio.gather(*others, return_exceptions=True)
+
+        asyncio.run_coroutine_threadsafe(end_all(), self._loop).result()
         self._loop.call_soon_threadsafe(self._loop.stop)
         self._thread.join()
+        self._loop.close()
 
     def open(self, namespace, address, port, wanted_port):
         """Listens on 127.0.0.1 at the wanted port, or at a free one when that is taken; the port."""

@@ -1,6 +1,7 @@
 """kvt-server as a process: how it starts, obeys signals and ends."""
 
 import http.client
+import pathlib
 import signal
 import socket
 import subprocess
@@ -158,6 +159,11 @@ def test_what_it_dumps_as_its_configuration_it_can_read(build, tmp_path):
     assert again.returncode == 0, again.stderr
     assert again.stdout == file.read_text()
     assert "45000" in again.stdout
+
+
+def test_the_documentation_lists_every_key_as_it_is(build):
+    page = pathlib.Path(__file__).resolve().parents[2] / "docs" / "configuration.md"
+    assert run_server(build, "--dump-config").stdout in page.read_text()
 
 
 def test_a_port_in_use_is_an_error_that_names_it(lab, servers, one, build):
