@@ -11,7 +11,7 @@ using Setting = Preferences::Setting;
 
 constexpr std::uint32_t kAnyNumber = std::numeric_limits<std::uint32_t>::max();
 constexpr std::uint32_t kShortestInterval = 10;
-constexpr std::uint32_t kLongestInterval = 7u * 24 * 60 * 60 * 1000;
+constexpr std::uint32_t kLongestInterval = 7u * 24 * 3'600'000;
 constexpr std::uint32_t kLongestText = 1024;
 
 std::optional<std::uint32_t> parseNumber(std::string_view text) {
@@ -181,7 +181,7 @@ std::optional<std::uint32_t> parseMilliseconds(std::string_view text) {
     std::string_view suffix;
     std::uint64_t milliseconds;
   };
-  constexpr Unit kUnits[] = {{"ms", 1}, {"s", 1000}, {"m", 60 * 1000}, {"h", 60 * 60 * 1000}, {"", 1}};
+  constexpr Unit kUnits[] = {{"ms", 1}, {"s", 1000}, {"m", 60'000}, {"h", 3'600'000}, {"", 1}};
   for (const auto& unit : kUnits) {
     if (!text.ends_with(unit.suffix)) continue;
     const auto number = parseNumber(text.substr(0, text.size() - unit.suffix.size()));

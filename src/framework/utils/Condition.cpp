@@ -26,9 +26,6 @@ class Release {
 
 }  // namespace
 
-Condition::Condition() = default;
-Condition::~Condition() = default;
-
 bool Condition::timed_wait(Lock* lock, int milliseconds) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
   interrupt::Wait wait(this);

@@ -7,8 +7,8 @@ namespace utils {
 /// A condition to wait on with a lock held. Safe for every thread; must outlive the waits on it.
 class Condition {
  public:
-  Condition();
-  ~Condition();
+  Condition() = default;
+  ~Condition() = default;
   Condition(const Condition&) = delete;
   Condition& operator=(const Condition&) = delete;
 

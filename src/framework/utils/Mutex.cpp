@@ -2,16 +2,10 @@
 
 namespace utils {
 
-Mutex::Mutex() = default;
-Mutex::~Mutex() = default;
-
 Lock::Lock(Mutex* mutex, bool deferred) : mLock(mutex->mMutex, std::defer_lock) {
   if (!deferred) mLock.lock();
 }
 Lock::~Lock() = default;
-
-SharedMutex::SharedMutex() = default;
-SharedMutex::~SharedMutex() = default;
 
 SharedLock_SMutex::SharedLock_SMutex(SharedMutex* mutex) : mLock(mutex->mMutex) {}
 SharedLock_SMutex::~SharedLock_SMutex() = default;

@@ -8,8 +8,8 @@ namespace utils {
 /// A plain mutual-exclusion lock, taken through `Lock`.
 class Mutex {
  public:
-  Mutex();
-  ~Mutex();
+  Mutex() = default;
+  ~Mutex() = default;
   Mutex(const Mutex&) = delete;
   Mutex& operator=(const Mutex&) = delete;
 
@@ -34,8 +34,8 @@ class Lock {
 /// A reader-writer lock and its two scoped holders.
 class SharedMutex {
  public:
-  SharedMutex();
-  ~SharedMutex();
+  SharedMutex() = default;
+  ~SharedMutex() = default;
   SharedMutex(const SharedMutex&) = delete;
   SharedMutex& operator=(const SharedMutex&) = delete;
 

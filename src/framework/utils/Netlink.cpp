@@ -17,7 +17,7 @@ namespace utils {
 namespace {
 
 constexpr timeval kTimeout{2, 0};
-constexpr std::size_t kBufferSize = 64 * 1024;
+constexpr std::size_t kBufferSize = 65'536;
 /// Messages of one dump; a routing table beyond that is not worth its default route.
 constexpr int kMaxMessages = 100'000;
 /// A dump that changes under way is asked for again that many times.

@@ -204,6 +204,8 @@ TEST_F(PluginManagerTest, KeepsTheRegistryThatPluginsRead) {
   EXPECT_EQ(registry.size(), before + 1);
   ASSERT_TRUE(registry.contains(api));
   EXPECT_NE(registry.at(api), nullptr);
+  mPlugin.serveInProcess(RestApi(RestApi::GET, "/inprocess", true), naming("b"));
+  EXPECT_EQ(registry.size(), before + 2);
   mPlugin.unregister();
   EXPECT_EQ(registry.size(), before);
 }
