@@ -1,7 +1,7 @@
 #include "json/diagnosis.h"
 
 #include <string>
-#include <unordered_set>
+#include <set>
 #include <vector>
 
 #include "json/tokens.h"
@@ -36,7 +36,7 @@ class Grammar {
 
   struct Level {
     bool isObject;
-    std::unordered_set<std::string> names;
+    std::set<std::string> names;  // ordered: nobody can make the names collide
   };
 
   void accept(const Token& token) {

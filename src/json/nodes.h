@@ -77,7 +77,7 @@ inline UnknownElement::~UnknownElement() = default;
 
 inline UnknownElement& UnknownElement::operator=(UnknownElement&& other) noexcept {
   UnknownElement taken(std::move(other));
-  mValue.swap(taken.mValue);
+  mValue = std::move(taken.mValue);
   return *this;
 }
 inline UnknownElement& UnknownElement::operator=(const UnknownElement& other) {

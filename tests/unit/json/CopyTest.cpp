@@ -199,6 +199,30 @@ const HeldReference kHeldReferences[] = {
        held = Number(99);
        copy = second[0];
      }},
+    {"insertionOfAnElement",
+     [](Object& original, Object& copy) {
+       UnknownElement element = std::move(original);
+       UnknownElement& held = element["inner"]["y"];
+       Array array;
+       array.Insert(element);
+       array.Insert(element, std::as_const(array).Begin());
+       const Array second = array;
+       held = Number(99);
+       copy = second[1];
+       EXPECT_TRUE(second[0] == second[1]);
+       original = element;
+     }},
+    {"insertionOfAMember",
+     [](Object& original, Object& copy) {
+       Object::Member member("m", std::move(original));
+       UnknownElement& held = member.element["inner"]["y"];
+       Object object;
+       object.Insert(member);
+       const Object second = object;
+       held = Number(99);
+       copy = second["m"];
+       original = member.element;
+     }},
     {"moveThenCopy",
      [](Object& original, Object& copy) {
        UnknownElement& held = original["inner"]["y"];
