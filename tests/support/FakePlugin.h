@@ -38,7 +38,8 @@ struct Request {
 };
 
 /// Resources whose handlers are functions of the test, served by the manager that is in place when the fake is made
-/// through its real dispatch. The fake takes them out again when it ends, after the last request in them.
+/// through its real dispatch. The fake takes them out again when it ends, after the last request in them; the manager
+/// must outlive it.
 class FakePlugin {
  public:
   using Handler = std::function<http::HTTPCommand::HTTPStatus_(const Request& request, json::Object& response)>;
