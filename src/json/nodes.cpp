@@ -1,6 +1,6 @@
-#include "json/nodes.h"
-
 #include <memory>
+
+#include "json/elements.h"
 
 // Walks over documents that keep what is left to do in a list instead of on the stack.
 namespace json {

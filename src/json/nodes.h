@@ -1,7 +1,6 @@
 #pragma once
 
-// The nodes behind the values of elements.h, which includes this file at its end.
-#include "json/elements.h"
+// The nodes behind the values of elements.h, which includes this file at its end; include that one.
 
 namespace json {
 namespace detail {
@@ -74,14 +73,5 @@ inline std::size_t Object::Size() const noexcept {
 inline UnknownElement::UnknownElement(const UnknownElement& other) = default;
 inline UnknownElement::UnknownElement(UnknownElement&& other) noexcept = default;
 inline UnknownElement::~UnknownElement() = default;
-
-inline UnknownElement& UnknownElement::operator=(UnknownElement&& other) noexcept {
-  UnknownElement taken(std::move(other));
-  mValue = std::move(taken.mValue);
-  return *this;
-}
-inline UnknownElement& UnknownElement::operator=(const UnknownElement& other) {
-  return *this = UnknownElement(other);
-}
 
 }  // namespace json
