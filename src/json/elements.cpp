@@ -161,6 +161,16 @@ const UnknownElement& Object::operator[](Name name) const {
   return members[index].element;
 }
 
+UnknownElement& UnknownElement::operator=(UnknownElement&& other) noexcept {
+  UnknownElement taken(std::move(other));
+  mValue.swap(taken.mValue);
+  return *this;
+}
+
+UnknownElement& UnknownElement::operator=(const UnknownElement& other) {
+  return *this = UnknownElement(other);
+}
+
 UnknownElement& UnknownElement::operator[](Name name) {
   return made<Object>()[name];
 }
