@@ -2,11 +2,17 @@
 
 #include <utility>
 
+#include "discovery/ServerDiscovery.h"
+
 namespace plugins {
 
 PluginState& PluginState::instance() {
   static PluginState state;
   return state;
+}
+
+PluginState::PluginState() {
+  discovery::ServerDiscovery::getInstance();  // made first, so that it outlives the monitor, which works with it
 }
 
 PluginState::~PluginState() {

@@ -26,7 +26,7 @@ class PluginState {
  public:
   static PluginState& instance();
 
-  PluginState() = default;
+  PluginState();
   ~PluginState();
   PluginState(const PluginState&) = delete;
   PluginState& operator=(const PluginState&) = delete;
