@@ -139,6 +139,8 @@ class HttpSession : public Session, public std::enable_shared_from_this<HttpSess
   void awaitRequest() {
     if (mFinishing) return drain();
     mTimedOut = false;
+    mSerializer.reset();
+    mResponse.reset();
     mParser.emplace();
     mParser->header_limit(mContext.limits.headerBytes);
     mParser->body_limit(mContext.limits.bodyBytes);

@@ -1,10 +1,10 @@
 #include <cstdio>
 #include <fstream>
-#include <regex>
 
 #include <gtest/gtest.h>
 
 #include "framework/launcher/Preferences.h"
+#include "host/Version.h"
 #include "host/config/CommandLine.h"
 #include "host/config/ConfigFile.h"
 #include "host/config/LogLevel.h"
@@ -277,7 +277,7 @@ TEST(CommandLine, GoesOnTopOfTheFile) {
 TEST(CommandLine, TellsVersionAndHelp) {
   const auto version = invoke({"--version"});
   EXPECT_EQ(version.action, Invocation::Action::kPrint);
-  EXPECT_TRUE(std::regex_match(version.text, std::regex("kvt-server \\d+\\.\\d+\\.\\d+\n"))) << version.text;
+  EXPECT_EQ(version.text, "kvt-server " + std::string(host::kVersion) + "\n");
   const auto help = invoke({"--help"});
   EXPECT_EQ(help.action, Invocation::Action::kPrint);
   for (const char* word :

@@ -84,7 +84,7 @@ bool RawClient::send(std::string_view text) {
 bool RawClient::fill() {
   pollfd wanted{mSocket, POLLIN, 0};
   if (::poll(&wanted, 1, kPatienceMilliseconds) != 1) return false;
-  std::array<char, 4096> chunk;
+  std::array<char, 65536> chunk;
   const auto received = ::recv(mSocket, chunk.data(), chunk.size(), 0);
   if (received <= 0) return false;
   mReceived.append(chunk.data(), static_cast<std::size_t>(received));
