@@ -75,6 +75,12 @@ std::optional<std::string> percentDecode(std::string_view text) {
   return decoded;
 }
 
+std::string lastPathSegment(std::string_view uri) {
+  const std::string_view path = uri.substr(0, uri.find('?'));
+  const std::string_view segment = path.substr(path.rfind('/') + 1);
+  return percentDecode(segment).value_or(std::string(segment));
+}
+
 std::string percentEncode(std::string_view text) {
   constexpr char kHex[] = "0123456789ABCDEF";
   std::string encoded;

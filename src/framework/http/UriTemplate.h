@@ -17,6 +17,9 @@ bool isUriParameter(std::string_view segment);
 
 /// Percent-decodes; nothing when an escape is malformed or stands for a zero byte.
 std::optional<std::string> percentDecode(std::string_view text);
+/// What the last segment of a URI's path stands for: decoded, the query left out. A text without "/" is its own last
+/// segment; one with a malformed escape stands for itself.
+std::string lastPathSegment(std::string_view uri);
 /// Percent-encodes whatever may not stand in a path segment.
 std::string percentEncode(std::string_view text);
 

@@ -19,7 +19,7 @@ constexpr const char* kInternalError = "Internal error";
 
 void run(plugins::BasePluginProxy& proxy, HTTPCommand& command) {
   const std::unique_ptr<plugins::BasePlugin> plugin(proxy.createPlugin(&command));
-  if (plugin == nullptr) throw utils::AppException(__FILE__, __LINE__, "the proxy made no plug-in object");
+  if (plugin == nullptr) throw utils::AppException(__FILE_NAME__, __LINE__, "the proxy made no plug-in object");
   switch (command.getRestApi().verb()) {
     case RestApi::GET:
       return plugin->doGET();

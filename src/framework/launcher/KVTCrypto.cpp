@@ -77,7 +77,7 @@ std::string sha256Hex(std::string_view text) {
   std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
   unsigned int length = 0;
   if (EVP_Digest(text.data(), text.size(), digest.data(), &length, EVP_sha256(), nullptr) != 1) {
-    throw utils::AppException(__FILE__, __LINE__, "SHA-256 is not available");
+    throw utils::AppException(__FILE_NAME__, __LINE__, "SHA-256 is not available");
   }
   std::string hex;
   for (unsigned int i = 0; i < length; ++i) {

@@ -9,6 +9,7 @@ namespace {
 
 using Setting = Preferences::Setting;
 
+constexpr std::string_view kUriPrefix = "uri_prefix";
 constexpr std::uint32_t kAnyNumber = std::numeric_limits<std::uint32_t>::max();
 constexpr std::uint32_t kShortestInterval = 10;
 constexpr std::uint32_t kLongestInterval = 7u * 24 * 3'600'000;
@@ -51,13 +52,20 @@ std::string expected(const Setting& setting) {
   return "";
 }
 
+/// What is put behind the prefix begins with a slash of its own.
+std::string withoutTrailingSlashes(std::string_view text) {
+  while (text.ends_with('/'))
+    text.remove_suffix(1);
+  return std::string(text);
+}
+
 /// The value as it is kept; nothing when it is not one of this setting.
 std::optional<std::string> normalised(const Setting& setting, std::string_view value) {
   std::optional<std::uint32_t> number;
   switch (setting.kind) {
     case Setting::kText:
       if (value.size() > setting.maximum || !isPrintable(value)) return std::nullopt;
-      return std::string(value);
+      return setting.name == kUriPrefix ? withoutTrailingSlashes(value) : std::string(value);
     case Setting::kNumber:
       number = parseNumber(value);
       break;
@@ -91,7 +99,7 @@ std::vector<std::string> defaults() {
 const std::vector<Setting>& Preferences::settings() {
   static const auto* const settings = new std::vector<Setting>{
       {"listening_port", Setting::kNumber, "8443", 0, 65535, "TCP port that this server is reached at; 0: a free one"},
-      {"uri_prefix", Setting::kText, "", 0, kLongestText, "what the URIs of this server's resources begin with"},
+      {kUriPrefix, Setting::kText, "", 0, kLongestText, "what the URIs of this server's resources begin with"},
       {"nat_details", Setting::kText, "", 0, kLongestText,
        "addresses under which others see this server behind a NAT, separated by commas"},
       {"installation_type", Setting::kNumber, "0", 0, kAnyNumber,
@@ -122,7 +130,7 @@ std::string Preferences::get_listening_port() const {
   return get("listening_port");
 }
 std::string Preferences::get_uri_prefix() const {
-  return get("uri_prefix");
+  return get(kUriPrefix);
 }
 std::string Preferences::getNATDetails() const {
   return get("nat_details");

@@ -47,6 +47,8 @@ class BasePlugin {
   /// Binds the handler of the resource at position `id` of the proxy's supported list.
   void addPluginApi(unsigned int id, Handler handler);
   http::HTTPCommand* getHTTPCommand() const { return mCommand; }
+  /// For an object that outlives its command: it then runs no other resource.
+  void forgetCommand() { mCommand = nullptr; }
 
  private:
   void dispatch();

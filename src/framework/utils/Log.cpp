@@ -8,7 +8,7 @@
 #include <spdlog/common.h>
 #include <spdlog/details/log_msg.h>
 #include <spdlog/pattern_formatter.h>
-#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/sinks/rotating_file_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
 
 #include "framework/utils/LogText.h"
@@ -17,6 +17,9 @@ namespace utils {
 namespace logging {
 namespace {
 
+/// A full file is kept under a numbered name, the oldest goes.
+constexpr std::size_t kMaxFileBytes = 10 * 1024 * 1024;
+constexpr std::size_t kOldFiles = 5;
 constexpr const char* kPattern = "%Y-%m-%dT%H:%M:%S.%e%z %l [%t] %v";
 
 std::unique_ptr<spdlog::formatter> formatter() {
@@ -106,7 +109,7 @@ bool setFile(const std::string& path) {
   std::unique_ptr<spdlog::sinks::sink> file;
   try {
     if (!path.empty()) {
-      file = std::make_unique<spdlog::sinks::basic_file_sink_mt>(path);
+      file = std::make_unique<spdlog::sinks::rotating_file_sink_mt>(path, kMaxFileBytes, kOldFiles);
       file->set_formatter(formatter());
     }
   } catch (const spdlog::spdlog_ex&) {

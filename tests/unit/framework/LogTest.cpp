@@ -184,6 +184,16 @@ TEST_F(LogFile, ThatCannotBeOpenedLeavesTheOldOneInPlace) {
   EXPECT_THAT(content(), HasSubstr("still here"));
 }
 
+TEST_F(LogFile, IsKeptUnderANumberWhenItIsFull) {
+  ASSERT_TRUE(logging::setFile(mPath));
+  const std::string record(8000, 'x');
+  for (int i = 0; i < 1400; ++i)  // 11 MB, and a file takes 10
+    formatted_log_t(utils::LOG_ERROR, "%1%") % record;
+  EXPECT_TRUE(std::filesystem::exists(mPath + ".1"));
+  EXPECT_LT(std::filesystem::file_size(mPath), 10u << 20);
+  std::filesystem::remove(mPath + ".1");
+}
+
 TEST_F(LogFile, CutsLongRecords) {
   ASSERT_TRUE(logging::setFile(mPath));
   formatted_log_t(utils::LOG_ERROR, "%1%") % std::string(100'000, 'x');

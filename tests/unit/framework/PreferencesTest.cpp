@@ -137,4 +137,12 @@ TEST(ParseMilliseconds, RefusesTheRest) {
   }
 }
 
+TEST(Preferences, KeepTheUriPrefixWithoutATrailingSlash) {
+  launcher::Preferences preferences;
+  EXPECT_EQ(preferences.set("uri_prefix", "/kvt//"), std::nullopt);
+  EXPECT_EQ(preferences.get_uri_prefix(), "/kvt");
+  EXPECT_EQ(preferences.set("uri_prefix", "/"), std::nullopt);
+  EXPECT_EQ(preferences.get_uri_prefix(), "");
+}
+
 }  // namespace

@@ -65,4 +65,14 @@ TEST(PercentEncoding, DecodesBothCases) {
   EXPECT_EQ(http::percentDecode("%%41"), std::nullopt);
 }
 
+TEST(LastPathSegment, IsWhatThePathEndsIn) {
+  EXPECT_EQ(http::lastPathSegment("/1.0/servers/alpha"), "alpha");
+  EXPECT_EQ(http::lastPathSegment("/1.0/servers/alpha?a=/b"), "alpha");
+  EXPECT_EQ(http::lastPathSegment("/1.0/servers/fe80::1%25eth0"), "fe80::1%eth0");
+  EXPECT_EQ(http::lastPathSegment("/1.0/servers/100%"), "100%");
+  EXPECT_EQ(http::lastPathSegment("/1.0/servers/"), "");
+  EXPECT_EQ(http::lastPathSegment("alpha"), "alpha");
+  EXPECT_EQ(http::lastPathSegment(""), "");
+}
+
 }  // namespace
