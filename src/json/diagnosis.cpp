@@ -1,7 +1,7 @@
 #include "json/diagnosis.h"
 
-#include <string>
 #include <set>
+#include <string>
 #include <vector>
 
 #include "json/tokens.h"
