@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "discovery/Limits.h"
+#include "discovery/LogThrottle.h"
 #include "framework/constants/JsonConstants.h"
 #include "framework/launcher/KVTCrypto.h"
 #include "framework/utils/Log.h"
@@ -18,6 +19,8 @@ using Keys = constants::JsonConstants;
 
 /// The strictness under which a candidate with a wrong digest is turned away.
 constexpr unsigned int kRejecting = 2;
+
+LogThrottle gTooLong;
 
 std::string digestOfProperties(const json::Object& attributes) {
   json::Object propertiesOnly;
@@ -62,6 +65,7 @@ void Candidate::readNics(const json::Object& record) {
 
 std::optional<Candidate> readCandidate(const std::string& address, const std::string& attributes) {
   if (attributes.size() > kMaxAttributesLength) {
+    if (!gTooLong.admits()) return std::nullopt;
     utils::formatted_log_t(utils::LOG_FAILURE,
                            "RemoteServerDiscovery:addDiscoveredHost:the attributes of %1% are too long:%2%") %
         address % attributes.size();

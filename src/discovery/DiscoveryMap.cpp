@@ -41,7 +41,7 @@ bool readDetails(const std::string& text, json::Object& details) {
 }  // namespace
 
 void DiscoveryMap::addDiscoveredHost(std::string address, std::string serverDetails, bool isVmware) {
-  const utils::FunctionTrace trace("DiscoveryMap::addDiscoveredHost");
+  const utils::FunctionTrace trace("discovery::DiscoveryMap::addDiscoveredHost");
   json::Object details;
   if (!isVmware) {
     if (serverDetails.empty()) {
@@ -59,12 +59,12 @@ void DiscoveryMap::addDiscoveredHost(std::string address, std::string serverDeta
 }
 
 std::map<std::string, json::Object> DiscoveryMap::getDiscoveredHost() {
-  const utils::FunctionTrace trace("DiscoveryMap::getDiscoveredHost");
+  const utils::FunctionTrace trace("discovery::DiscoveryMap::getDiscoveredHost");
   return *snapshot();
 }
 
 void DiscoveryMap::updateServerList(std::map<std::string, json::Object> hosts) {
-  const utils::FunctionTrace trace("DiscoveryMap::updateServerList");
+  const utils::FunctionTrace trace("discovery::DiscoveryMap::updateServerList");
   const utils::Lock lock(&gMutex, false);
   gHosts.replaceAll(std::move(hosts));
 }

@@ -4,6 +4,7 @@
 #include "discovery/InventoryRebuild.h"
 #include "discovery/Limits.h"
 #include "discovery/ProvisionalRecord.h"
+#include "discovery/RecordSize.h"
 #include "framework/constants/JsonConstants.h"
 #include "framework/http/UriTemplate.h"
 #include "framework/utils/Log.h"
@@ -19,12 +20,6 @@ json::Object valueOf(const json::Object& answer) {
   return value != nullptr ? *value : json::Object();
 }
 
-/// What the last segment of a path stands for; a text without "/" is its own last segment.
-std::string lastSegment(const std::string& path) {
-  const std::string segment = path.substr(path.rfind('/') + 1);
-  return http::percentDecode(segment).value_or(segment);
-}
-
 }  // namespace
 
 void HostLists::addSearched(const std::string& key, const json::Object& request, const json::Object& serverRecord,
@@ -35,20 +30,21 @@ void HostLists::addSearched(const std::string& key, const json::Object& request,
   } else {
     entry = serverRecord;
   }
-  entry[Keys::VALUE][Keys::PROPERTIES]["isManual"] = json::Boolean(true);
+  entry[Keys::VALUE][Keys::PROPERTIES][kIsManual] = json::Boolean(true);
 
-  const std::string id = lastSegment(key);
+  const std::string id = http::lastPathSegment(key);
+  const json::Object record = valueOf(entry);
+  const char* reason = nullptr;
   if (id.empty()) {
-    utils::formatted_log_t(utils::LOG_FAILURE,
-                           "RemoteServerDiscovery:addToSearchHostList:no identifier in the key, left out:%1%") %
-        key;
-    return;
+    reason = "there is no identifier in the key";
+  } else if (isTooLarge(record)) {
+    reason = "the record is too large";
+  } else if (mSearchedHosts.insertIfAbsent(id, record, kMaxSearchedHosts) == HostTable::Filing::kFull) {
+    reason = "the list is full";
   }
-  if (mSearchedHosts.insertIfAbsent(id, valueOf(entry), kMaxSearchedHosts) == HostTable::Filing::kFull) {
-    utils::formatted_log_t(utils::LOG_FAILURE,
-                           "RemoteServerDiscovery:addToSearchHostList:the list is full, left out:%1%") %
-        id;
-  }
+  if (reason == nullptr || !mLeftOut.admits()) return;
+  utils::formatted_log_t(utils::LOG_FAILURE, "RemoteServerDiscovery:addToSearchHostList:%1%, left out:%2%") % reason %
+      key;
 }
 
 void HostLists::addToPublished(const std::string& key, const json::Object& answer) {

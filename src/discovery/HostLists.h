@@ -43,6 +43,7 @@ class HostLists {
 
  private:
   LogThrottle mFullLists;
+  LogThrottle mLeftOut;
 };
 
 }  // namespace discovery

@@ -4,9 +4,12 @@
 #include <optional>
 #include <utility>
 
+#include "discovery/InventoryRebuild.h"
 #include "discovery/Limits.h"
 #include "discovery/LocalMachine.h"
+#include "discovery/LogThrottle.h"
 #include "discovery/ProvisionalRecord.h"
+#include "discovery/RecordSize.h"
 #include "discovery/ServerDetails.h"
 #include "framework/constants/JsonConstants.h"
 #include "framework/http/HTTPCommand.h"
@@ -24,8 +27,11 @@ constexpr const char* kLoopback = "127.0.0.1";
 /// The one build of legacy servers that is filed.
 constexpr const char* kLegacyBuild = "008";
 
+LogThrottle gOddCandidates;
+
 bool isTooLong(const std::string& address) {
   if (address.size() <= kMaxAddressLength) return false;
+  if (!gOddCandidates.admits()) return true;
   utils::formatted_log_t(utils::LOG_FAILURE,
                          "RemoteServerDiscovery:addDiscoveredHost:an address is too long, its length:%1%") %
       address.size();
@@ -52,6 +58,13 @@ bool isThisMachine(const Candidate& candidate) {
 bool isLegacyAnswer(int status) {
   return status == HTTPCommand::HTTP_OK || status == HTTPCommand::HTTP_BAD_REQUEST ||
          status == HTTPCommand::HTTP_METHOD_NOT_ALLOWED;
+}
+
+/// Only a user adds servers by hand, whatever a record says of itself.
+void forgetManual(json::Object& record) {
+  if (json::find(record, {Keys::PROPERTIES, kIsManual}) == nullptr) return;
+  json::Object& properties = record[Keys::PROPERTIES];
+  properties.Erase(properties.Find(kIsManual));
 }
 
 void copyLastCommunicatedIp(const json::Object& response, json::Object& record) {
@@ -104,7 +117,7 @@ HostVerification::Known HostVerification::lookUp(Candidate& candidate) const {
     known.previous = std::move(*previous);
     candidate.readNics(known.previous);
     filed = mLists.mUpdatedCounters.find(candidate.address).value_or(UpdateCounters::Filed());
-    const bool isOtherGid = !candidate.gid.empty() && !filed.gid.empty() && candidate.gid != filed.gid;
+    const bool isOtherGid = !candidate.gid.empty() && candidate.gid != filed.gid;
     known.isCounterUpdated = filed.counter != candidate.updatedCounter || isOtherGid;
   }
   utils::formatted_log_t(
@@ -153,7 +166,7 @@ void HostVerification::askRemote(const Candidate& candidate) {
 
 /// False when the answer is none.
 bool HostVerification::fileCurrent(const Candidate& candidate, json::Object response) {
-  if (response.Empty()) return false;
+  if (response.Empty() || isTooLarge(response)) return false;
   response[Keys::PROPERTIES][Keys::IS_PIVOT] = json::Boolean(false);
   buildVersion(response);  // for the log: servers of every build are filed
   fileLocked(candidate, response);
@@ -172,7 +185,8 @@ bool HostVerification::fileLegacy(const Candidate& candidate, const json::Object
   return true;
 }
 
-void HostVerification::fileLocked(const Candidate& candidate, const json::Object& record) {
+void HostVerification::fileLocked(const Candidate& candidate, json::Object record) {
+  forgetManual(record);
   const utils::Lock lock(&mFiling, false);
   mLists.file(candidate.address, record, candidate.updatedCounter, candidate.gid);
 }

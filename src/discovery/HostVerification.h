@@ -36,7 +36,7 @@ class HostVerification {
   void askRemote(const Candidate& candidate);
   bool fileCurrent(const Candidate& candidate, json::Object response);
   bool fileLegacy(const Candidate& candidate, const json::Object& response, int status);
-  void fileLocked(const Candidate& candidate, const json::Object& record);
+  void fileLocked(const Candidate& candidate, json::Object record);
 
   HostLists& mLists;
   UnreachableAddresses& mUnreachable;

@@ -6,7 +6,7 @@
 namespace discovery {
 
 bool isManual(const json::Object& record) {
-  return json::flagAt(record, {constants::JsonConstants::PROPERTIES, "isManual"});
+  return json::flagAt(record, {constants::JsonConstants::PROPERTIES, kIsManual});
 }
 
 HostTable::Map rebuildInventory(const HostTable::Map& published, const HostTable::Map& found) {

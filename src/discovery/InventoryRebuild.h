@@ -5,6 +5,9 @@
 
 namespace discovery {
 
+/// The mark, among a record's properties, of a server that a user added.
+constexpr const char* kIsManual = "isManual";
+
 /// Whether a user added the server.
 bool isManual(const json::Object& record);
 

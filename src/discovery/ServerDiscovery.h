@@ -3,6 +3,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "discovery/UnreachableAddresses.h"
 #include "framework/utils/Mutex.h"
@@ -39,6 +40,9 @@ class ServerDiscovery {
   /// The searched servers by key.
   virtual void getDiscoveredHosts(std::map<std::string, json::Object>& out) = 0;
 
+  /// The keys of all records whose display identifier equals `displayId` ignoring case, each once: of the searched
+  /// servers, then the discovery map, then the published list. An empty identifier is no server's.
+  std::vector<std::string> keysOfServer(const std::string& displayId);
   /// The key of the first record whose display identifier equals `displayId` ignoring case, among the searched servers,
   /// the discovery map and the published list, in this order. An empty identifier is no server's.
   std::optional<std::string> keyOfServer(const std::string& displayId);

@@ -26,6 +26,8 @@ using Status = http::HTTPCommand::HTTPStatus_;
 constexpr const char* kParameters = "parameters";
 constexpr const char* kAddress = "address";
 constexpr const char* kServer = "server";
+/// What the look-up of a searched server answers for one that is there.
+constexpr int kFound = 1;
 
 std::string decoded(const std::string& segment) {
   return http::percentDecode(segment).value_or(segment);
@@ -33,11 +35,6 @@ std::string decoded(const std::string& segment) {
 
 std::string serverParameter(const json::Object& request) {
   return utils::Conversion::trimPrefixURI(json::textAt(request, {kParameters, kServer}));
-}
-
-std::string lastSegment(const std::string& uri) {
-  const std::string path = uri.substr(0, uri.find('?'));
-  return decoded(path.substr(path.rfind('/') + 1));
 }
 
 /// What follows "servers/" in the URI, in lower case; "" when there is nothing.
@@ -78,16 +75,17 @@ std::optional<SearchedServer> findSearched(discovery::ServerDiscovery& inventory
   return std::nullopt;
 }
 
-/// Tries the identifier as a key, then as a display identifier; a server that was searched for by name is listed under
-/// its address.
+/// Tries the identifier as a key, then as a display identifier. Several records may carry it: a server that was
+/// searched for at two addresses is listed under one of them, and one that was searched for by name under its address.
 bool removeById(discovery::ServerDiscovery& inventory, const std::string& id) {
   if (inventory.removeSpecificServer(id)) return true;
-  const std::optional<std::string> key = inventory.keyOfServer(id);
-  if (!key) return false;
-  if (inventory.removeSpecificServer(*key)) return true;
-  json::Object record;
-  inventory.getSearchHost(*key, record);
-  return inventory.removeSpecificServer(listedAddress(*key, record));
+  for (const std::string& key : inventory.keysOfServer(id)) {
+    if (inventory.removeSpecificServer(key)) return true;
+    json::Object record;
+    const bool isSearched = inventory.getSearchHost(key, record) == kFound;
+    if (isSearched && inventory.removeSpecificServer(listedAddress(key, record))) return true;
+  }
+  return false;
 }
 
 }  // namespace
@@ -103,20 +101,24 @@ Status searchServer(const ServerDiscoveryPlugin& plugin, discovery::ServerDiscov
     return http::HTTPCommand::HTTP_BAD_REQUEST;
   }
   const std::string searchedUri = resourceUri({"searchedserver", http::percentEncode(address)});
+  inventory.addToSearchHostList(searchedUri, request, reply, json::flagAt(reply, {"isVmware"}));
+  clearUnreachable(inventory, address, reply);
+  json::Object filed;
+  if (inventory.getSearchHost(address, filed) != kFound) {
+    throw utils::PluginException(__FILE_NAME__, __LINE__, "The server was found but could not be kept");
+  }
   setSuccess(response);
   describeReach(response, requestUri, true);
   response[Keys::VALUE][Keys::URIS][Keys::SERVER] = json::String(searchedUri);
-  inventory.addToSearchHostList(searchedUri, request, reply, json::flagAt(reply, {"isVmware"}));
-  clearUnreachable(inventory, address, reply);
   return http::HTTPCommand::HTTP_OK;
 }
 
 Status addServer(discovery::ServerDiscovery& inventory, const json::Object& request, json::Object& response) {
-  const auto server = findSearched(inventory, lastSegment(serverParameter(request)));
+  const auto server = findSearched(inventory, http::lastPathSegment(serverParameter(request)));
   const std::string strServerIP = server ? listedAddress(server->first, server->second) : "";
   utils::formatted_log_t(utils::LOG_DETAIL, "strServerIP from mSearchedHosts:%1%") % strServerIP;
   if (!server) throw utils::InputException(__FILE_NAME__, __LINE__, "Server not found");
-  if (discovery::DiscoveryMap::getDiscoveredHost().contains(strServerIP)) {
+  if (discovery::DiscoveryMap::snapshot()->contains(strServerIP)) {
     throw utils::InputException(__FILE_NAME__, __LINE__, "Server already discovered");
   }
   json::Object details;

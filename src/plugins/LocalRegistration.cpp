@@ -23,7 +23,7 @@ void ServerDiscoveryPlugin::registerServiceDiscovery() {
 unsigned short ServerDiscoveryPlugin::deRegisterServiceDiscovery() {
   const utils::FunctionTrace trace("plugins::ServerDiscoveryPlugin::deRegisterServiceDiscovery");
   PluginState& state = PluginState::instance();
-  if (ServerDiscoveryPlugin* const service = state.servicePlugin()) service->mServiceCommand.reset();
+  if (ServerDiscoveryPlugin* const service = state.servicePlugin()) service->endCommand();
   return discovery::ServerDiscovery::getInstance()->deRegisterSLPService(state.registrationUrl(), state.stopMonitor);
 }
 

@@ -34,6 +34,11 @@ ServerDiscoveryPlugin::~ServerDiscoveryPlugin() {
   }
 }
 
+void ServerDiscoveryPlugin::endCommand() {
+  if (mServiceCommand) forgetCommand();
+  mServiceCommand.reset();
+}
+
 void ServerDiscoveryPlugin::initializePluginApis() {
   const utils::FunctionTrace trace("plugins::ServerDiscoveryPlugin::initializePluginApis");
   const auto bind = [this](auto handler) {

@@ -57,6 +57,8 @@ class ServerDiscoveryPlugin : public BasePlugin {
   ServerDiscoveryPlugin(std::unique_ptr<http::HTTPCommand> command, const BasePluginProxy* proxy);
 
   void initializePluginApis();
+  /// Deletes the service object's command; from then on it asks for nothing.
+  void endCommand();
   /// The local server's record as its details resource gives it, empty when it does not.
   json::Object fetchLocalServer();
   /// Marks the local server among the records; false when it is not among them.

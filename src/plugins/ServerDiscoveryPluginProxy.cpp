@@ -20,6 +20,9 @@ ServerDiscoveryPluginProxy::ServerDiscoveryPluginProxy(const launcher::PluginMan
 
 ServerDiscoveryPluginProxy::~ServerDiscoveryPluginProxy() {
   const utils::FunctionTrace trace("plugins::ServerDiscoveryPluginProxy::~ServerDiscoveryPluginProxy");
+  if (mServicePlugins.empty()) return;
+  endMonitor();  // a start-up that failed is not followed by a shutdown
+  dropServicePlugins();
 }
 
 BasePlugin* ServerDiscoveryPluginProxy::createPlugin(http::HTTPCommand* command) {
@@ -50,15 +53,24 @@ void ServerDiscoveryPluginProxy::shutdown() {
   utils::formatted_log_t(utils::LOG_DETAIL, "ServerDiscoveryPlugin shutdown");
   if (mServicePlugins.empty()) return;
 
+  if (endMonitor()) {
+    mServicePlugins.back()->deRegisterServiceDiscovery();
+    PluginState::instance().monitor.reset();
+  }
+  dropServicePlugins();
+}
+
+bool ServerDiscoveryPluginProxy::endMonitor() {
   PluginState& state = PluginState::instance();
   state.stopMonitor = true;
-  if (state.monitor) {
-    state.monitor->join();
-    mServicePlugins.back()->deRegisterServiceDiscovery();
-    state.monitor.reset();
-  }
+  if (!state.monitor) return false;
+  state.monitor->join();
+  return true;
+}
+
+void ServerDiscoveryPluginProxy::dropServicePlugins() {
   for (const auto& plugin : mServicePlugins)
-    state.forgetServicePlugin(plugin.get());
+    PluginState::instance().forgetServicePlugin(plugin.get());
   mServicePlugins.clear();  // with their commands, unless deregistration has ended them
 }
 

@@ -25,6 +25,10 @@ class ServerDiscoveryPluginProxy : public BasePluginProxy {
   void shutdown() override;
 
  private:
+  /// Ends and joins the monitor; false when there is none.
+  bool endMonitor();
+  void dropServicePlugins();
+
   /// The service objects, the current one last. Earlier ones stay until shutdown has joined the thread that may still
   /// work with them.
   std::vector<std::unique_ptr<ServerDiscoveryPlugin>> mServicePlugins;

@@ -33,6 +33,7 @@ PIN(&ServerDiscovery::removeSpecificServer, bool (ServerDiscovery::*)(std::strin
 PIN(&ServerDiscovery::getDiscoveredHosts, void (ServerDiscovery::*)(Hosts&));
 PIN(&ServerDiscovery::mMutex, utils::Mutex ServerDiscovery::*);
 PIN(&ServerDiscovery::mHostListMutex, utils::Mutex ServerDiscovery::*);
+PIN(&ServerDiscovery::mapUnreachableIP, discovery::UnreachableAddresses ServerDiscovery::*);
 
 TEST(InventoryContract, KeepsItsSlots) {
   EXPECT_EQ(slotOf(&ServerDiscovery::registerSLPService), 0u);
@@ -56,6 +57,18 @@ PIN(&RemoteServerDiscovery::getRemoteServerDetails,
 PIN(&RemoteServerDiscovery::getLocalServerDetails,
     Status (RemoteServerDiscovery::*)(std::string, std::string, json::Object&));
 PIN(&RemoteServerDiscovery::isLocalServer, bool (RemoteServerDiscovery::*)(json::Array, std::string));
+PIN(&RemoteServerDiscovery::mSlpLock, utils::Mutex RemoteServerDiscovery::*);
+PIN(&RemoteServerDiscovery::discoveredSLPServers, discovery::ServiceUrls RemoteServerDiscovery::*);
+PIN(&RemoteServerDiscovery::mSearchedHosts, discovery::HostTable*);
+PIN(&RemoteServerDiscovery::mCycleDiscoveredHosts, discovery::HostTable*);
+PIN(&RemoteServerDiscovery::mPartialDiscoveredHosts, discovery::HostTable*);
+PIN(&RemoteServerDiscovery::mDiscoveredHosts, discovery::HostTable*);
+PIN(&RemoteServerDiscovery::mUpdatedCounters, discovery::UpdateCounters*);
+PIN(&RemoteServerDiscovery::m_ThreadPool, discovery::Published<utils::ThreadPool>*);
+PIN(&RemoteServerDiscovery::mStopDiscovery, std::atomic<bool>*);
+PIN(&RemoteServerDiscovery::mDiscoveryStatus, std::atomic<std::int32_t>*);
+PIN(&RemoteServerDiscovery::mRegistrationUrl, discovery::Published<const std::string>*);
+PIN(&RemoteServerDiscovery::mLocalHost, discovery::Published<const Host>*);
 PIN(&RemoteServerDiscovery::formDummyServerJson, void (RemoteServerDiscovery::*)(json::Object&, std::string));
 
 // The table of announced servers

@@ -50,6 +50,15 @@ TEST_F(DiscoveryRemove, TakesOutWhatWasAdded) {
   EXPECT_EQ(json::numberAt(get("/1.0/servers").body, {"count"}), 1);
 }
 
+TEST_F(DiscoveryRemove, TakesOutTheListedOneOfTwoSearchesForOneServer) {
+  fileSearched("10.0.0.6", serverRecord("alpha", "10.0.0.6"));
+  add("/1.0/servers/alpha");
+  fileSearched("10.0.0.5", serverRecord("alpha", "10.0.0.5"));  // comes first, and is not listed
+  expectRemoved(remove("/1.0/servers/alpha"));
+  EXPECT_THAT(announcedAddresses(), testing::IsEmpty());
+  expectFailure(remove("/1.0/servers/alpha"));
+}
+
 TEST_F(DiscoveryRemove, TakesOutWhatWasSearchedForByNameAndAdded) {
   fileSearched(
       "alpha",

@@ -1,5 +1,6 @@
 #include "PluginTest.h"
 #include "framework/http/Command.h"
+#include "plugins/PluginState.h"
 #include "plugins/ServerDiscoveryPlugin.h"
 
 namespace plugins {
@@ -40,6 +41,15 @@ TEST_F(LocalRegistration, DoesNotSearchAgainWhatItPutIn) {
 
 TEST_F(LocalRegistration, ReplacesNothingByAnEmptyPattern) {
   EXPECT_EQ(plugin.ReplaceAll("abc", "", "x"), "abc");
+}
+
+TEST_F(LocalRegistration, LeavesTheServiceObjectWithoutACommandToAskWith) {
+  ServerDiscoveryPlugin service(&managerGuard.manager(), &proxy);
+  service.deRegisterServiceDiscovery();
+  const http::RestApi api(http::RestApi::GET, "/1.0/servers", false);
+  json::Object response;
+  EXPECT_EQ(service.executePlugin(&api, response), http::HTTPCommand::HTTP_BAD_REQUEST);
+  PluginState::instance().forgetServicePlugin(&service);
 }
 
 }  // namespace

@@ -4,6 +4,8 @@
 #include <thread>
 
 #include "PluginTest.h"
+#include "discovery/DiscoveryMap.h"
+#include "discovery/RemoteServerDiscovery.h"
 
 namespace plugins {
 namespace {
@@ -59,6 +61,21 @@ class PluginThreads : public PluginTest {
     }
   }
 
+  /// What discovery and announcements do meanwhile, and readers of the lists.
+  void discover(int thread, const std::atomic<bool>& isDone) {
+    RemoteServerDiscovery& inventory = *RemoteServerDiscovery::getInstance();
+    for (int round = 0; !isDone; ++round) {
+      const std::string address = "10.0.2." + std::to_string((thread + round) % kServers);
+      inventory.addDiscoveredHost(address, "", true);
+      discovery::DiscoveryMap::addDiscoveredHost(address, R"({"properties":{"displayId":"announced"}})", false);
+      const auto published = RemoteServerDiscovery::mPartialDiscoveredHosts.snapshot();
+      for (const auto& [key, record] : *published)
+        expect(!key.empty() && !record.Empty());
+      inventory.clearAutoDiscoveredServers();
+      discovery::DiscoveryMap::updateServerList(discovery::DiscoveryMap::getDiscoveredHost());
+    }
+  }
+
   int failures() const { return mFailures; }
 
  private:
@@ -77,10 +94,14 @@ TEST_F(PluginThreads, ServeEverythingAtOnce) {
   std::vector<std::thread> threads;
   for (int i = 0; i < kThreads; ++i)
     threads.emplace_back([this, i] { useEverything(i); });
+  std::thread discovering([&] { discover(0, isDone); });
+  std::thread announcing([&] { discover(1, isDone); });
   for (std::thread& thread : threads)
     thread.join();
   isDone = true;
   lifecycle.join();
+  discovering.join();
+  announcing.join();
   EXPECT_EQ(failures(), 0);
   EXPECT_THAT(log.texts(utils::LOG_ERROR), testing::Each(testing::HasSubstr("Server ")))
       << "only refusals: not found, already discovered";
