@@ -87,12 +87,16 @@ void announce(const std::vector<Endpoint>& endpoints, const std::vector<PluginIn
 }
 
 /// A configuration that cannot be read changes nothing.
-void reloadLogLevel(const std::string& configFile) {
-  if (configFile.empty()) {
+void reloadLogLevel(const Invocation& invocation) {
+  if (invocation.configFile.empty()) {
     utils::logging::write(utils::LOG_FAILURE, "SIGHUP: there is no configuration file to read anew");
     return;
   }
-  const auto settings = loadConfig(configFile);
+  if (invocation.logLevelGiven) {
+    utils::logging::write(utils::LOG_FAILURE, "SIGHUP: the log level stays as the command line has set it");
+    return;
+  }
+  const auto settings = loadConfig(invocation.configFile);
   if (!settings) {
     utils::logging::write(utils::LOG_ERROR, "SIGHUP: nothing was changed: " + settings.error());
     return;
@@ -101,9 +105,9 @@ void reloadLogLevel(const std::string& configFile) {
   utils::logging::write(utils::LOG_DETAIL, "SIGHUP: the log level is " + logLevelName(settings->logMask));
 }
 
-void serveUntilSignalled(const std::string& configFile) {
+void serveUntilSignalled(const Invocation& invocation) {
   while (signals::wait() == SIGHUP) {
-    reloadLogLevel(configFile);
+    reloadLogLevel(invocation);
   }
   signals::limitTheEnd(kLongestEnd);
 }
@@ -126,7 +130,7 @@ int serve(const Invocation& invocation) {
   if (!endpoints) return fail(kExitUnavailable, endpoints.error());
   server.start(directory);
   announce(*endpoints, server.plugins());
-  serveUntilSignalled(invocation.configFile);
+  serveUntilSignalled(invocation);
   server.stop();
   return kExitOk;
 }

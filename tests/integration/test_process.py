@@ -105,7 +105,7 @@ def test_sighup_reads_the_log_level_anew(lab, servers):
 
 
 def test_sighup_leaves_the_level_that_the_command_line_set(lab, servers):
-    one = servers.start(lab.add_host("one"), "--log-level", "warning", config='[log]\nlevel = "trace"\n')
+    one = servers.start(lab.add_host("one"), arguments=["--log-level", "warning"], config='[log]\nlevel = "trace"\n')
     one.send_signal(signal.SIGHUP)
     wait_for(lambda: "stays as the command line has set it" in one.log(), 10, "it says so")
 
@@ -199,7 +199,7 @@ def test_broken_plug_ins_cost_only_themselves(lab, servers, plugins, fixture_plu
     one = servers.start(lab.add_host("one"), plugin_dir=folder)
 
     assert one.list()["count"] == 1
-    for name in ("WithoutId", "NeedsNewerManager", "ThrowsInStartup", "NotElf"):
+    for name in ("WithoutId", "UnresolvedSymbol", "NeedsNewerManager", "ThrowsInStartup", "NotElf"):
         assert f"libFixture{name}.so" in one.log()
     assert one.stop(20) == 0, one.log()
 

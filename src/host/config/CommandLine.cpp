@@ -45,10 +45,10 @@ void declare(CLI::App& app, Options& options) {
 }
 
 Invocation fail(ExitCode code, std::string text) {
-  return {Invocation::Action::kFail, code, std::move(text), {}, {}};
+  return {Invocation::Action::kFail, code, std::move(text), {}, {}, false};
 }
 Invocation print(std::string text) {
-  return {Invocation::Action::kPrint, kExitOk, std::move(text), {}, {}};
+  return {Invocation::Action::kPrint, kExitOk, std::move(text), {}, {}, false};
 }
 
 std::optional<std::string> applyKey(Settings& settings, const char* section, const char* key, const ConfigValue& value,
@@ -87,6 +87,7 @@ Invocation evaluate(const Options& options) {
   if (options.version) return print("kvt-server " + std::string(kVersion) + "\n");
   Invocation invocation;
   invocation.configFile = options.configFile;
+  invocation.logLevelGiven = !options.logLevel.empty();
   if (!options.configFile.empty()) {
     auto settings = loadConfig(options.configFile);
     if (!settings) return fail(kExitConfiguration, settings.error());

@@ -17,8 +17,9 @@ struct Invocation {
   Action action = Action::kServe;
   ExitCode exitCode = kExitOk;
   std::string text;
-  Settings settings;       ///< the file's, with the command line's on top
-  std::string configFile;  ///< "" for none
+  Settings settings;           ///< the file's, with the command line's on top
+  std::string configFile;      ///< "" for none
+  bool logLevelGiven = false;  ///< on the command line, whatever the file says
 };
 
 /// Reads the arguments and the configuration file that they name.

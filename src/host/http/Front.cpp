@@ -1,5 +1,6 @@
 #include "host/http/Front.h"
 
+#include <exception>
 #include <pthread.h>
 #include <thread>
 #include <utility>
@@ -64,7 +65,7 @@ class Front::Impl {
     for (const auto& listener : mListeners) {
       accept(*listener);
     }
-    mThread = std::thread([this] { mIo->run(); });
+    mThread = std::thread([this] { run(); });
     pthread_setname_np(mThread.native_handle(), "kvt-front");
   }
 
@@ -86,6 +87,18 @@ class Front::Impl {
   }
 
  private:
+  /// What a connection throws, which is mostly a lack of memory, must not end the others.
+  void run() {
+    while (true) {
+      try {
+        mIo->run();
+        return;
+      } catch (const std::exception& error) {
+        utils::formatted_log_t(utils::LOG_ERROR, "Front:run: a connection failed:%1%") % error.what();
+      }
+    }
+  }
+
   void accept(Listener& listener) {
     listener.acceptor.async_accept([this, &listener](error_code error, tcp::socket socket) {
       if (!listener.acceptor.is_open()) return;

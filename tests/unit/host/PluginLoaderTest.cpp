@@ -95,6 +95,12 @@ TEST_F(PluginLoaderTest, LeavesOutALibraryWithoutItsFunctions) {
   EXPECT_FALSE(isMapped(fixture("WithoutId")));
 }
 
+TEST_F(PluginLoaderTest, LeavesOutALibraryWithAnUnresolvedSymbol) {
+  EXPECT_FALSE(mLoader.load(fixture("UnresolvedSymbol")));
+  EXPECT_TRUE(warned(fixture("UnresolvedSymbol"), "was not loaded: "));
+  EXPECT_FALSE(isMapped(fixture("UnresolvedSymbol")));
+}
+
 TEST_F(PluginLoaderTest, LeavesOutALibraryThatNeedsAnotherManager) {
   EXPECT_FALSE(mLoader.load(fixture("NeedsNewerManager")));
   EXPECT_TRUE(warned(fixture("NeedsNewerManager"), "was unloaded: it registered no resource. "));
