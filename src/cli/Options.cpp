@@ -21,7 +21,7 @@ constexpr const char* kFooter =
     "  0  done\n"
     "  1  the server refused, or what was asked for is not there\n"
     "  2  the command line is wrong\n"
-    "  3  the server could not be reached\n"
+    "  3  the server could not be reached, or cannot answer now\n"
     "  4  what answered makes no sense\n";
 
 std::string checkUrl(const std::string& url) {
@@ -105,7 +105,11 @@ std::variant<Options, ExitCode> parseOptions(int argc, const char* const* argv, 
     err << "kvtctl: " << neutralise(wrong.what()) << "\nTry kvtctl --help.\n";
     return ExitCode::kUsage;
   }
-  if (options.argument.empty()) options.argument = "self";
+  if (options.argument.empty() && options.command == Command::kDetails) options.argument = "self";
+  if (options.argument.empty() && options.command != Command::kList) {
+    err << "kvtctl: an empty text is no server's identifier or address\nTry kvtctl --help.\n";
+    return ExitCode::kUsage;
+  }
   return options;
 }
 

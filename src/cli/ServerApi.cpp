@@ -12,6 +12,7 @@
 namespace cli {
 namespace {
 
+constexpr int kServerTrouble = 500;                       // statuses from here on say nothing of what was asked for
 constexpr std::size_t kLargestAnswer = 64 * 1024 * 1024;  // an inventory of 10,000 servers takes some 10 MB
 
 Failure transportFailure(const httpclient::Response& response, const std::string& url) {
@@ -47,6 +48,8 @@ Result<json::Object> readAnswer(const httpclient::Response& response) {
   if (response.ok()) return answer;
   const std::string text = statusText(answer);
   if (text.empty()) return Failure{ExitCode::kNonsense, status + " without a word why"};
+  if (response.status >= kServerTrouble)
+    return Failure{ExitCode::kUnreachable, "the server cannot answer now: " + text};
   return Failure{ExitCode::kRefused, text};
 }
 

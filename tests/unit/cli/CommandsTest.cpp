@@ -74,7 +74,7 @@ TEST_F(RunCommand, AnswersAChangeInJsonWithTheServersWords) {
 }
 
 TEST_F(RunCommand, SaysOnOneLineWhyItFailed) {
-  mServer.answer("GET /1.0/servers", 500, R"({"status": {"code": 500, "desc": "broken\u001b[2J\nkvtctl: fine"}})");
+  mServer.answer("GET /1.0/servers", 400, R"({"status": {"code": 400, "desc": "broken\u001b[2J\nkvtctl: fine"}})");
   EXPECT_EQ(run(Command::kList), ExitCode::kRefused);
   EXPECT_EQ(mOut.str(), "");
   EXPECT_EQ(mErr.str(), "kvtctl: broken\\u001b[2J\\u000akvtctl: fine\n");

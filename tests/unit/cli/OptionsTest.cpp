@@ -54,6 +54,11 @@ TEST_F(ParseOptions, KnowEveryCommand) {
   EXPECT_EQ(options({"details", "two"}).argument, "two");
 }
 
+TEST_F(ParseOptions, TakeNoEmptyTextForAServer) {
+  for (const char* command : {"search", "add", "remove"})
+    EXPECT_EQ(code({"servers", command, ""}), ExitCode::kUsage) << command;
+}
+
 TEST_F(ParseOptions, AskForTheServersOwnDetailsWithoutAnIdentifier) {
   EXPECT_EQ(options({"details"}).argument, "self");
 }

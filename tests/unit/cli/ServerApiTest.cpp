@@ -177,7 +177,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Answer{"ErrorWithoutAWord", 500, R"({"status": []})", ExitCode::kNonsense},
                     Answer{"ErrorOfStrangers", 500, R"({"status": [7]})", ExitCode::kNonsense},
                     Answer{"Redirect", 302, "", ExitCode::kNonsense},
-                    Answer{"Busy", 503, R"({"status": {"code": 503, "desc": "Busy"}})", ExitCode::kRefused},
+                    Answer{"Busy", 503, R"({"status": {"code": 503, "desc": "Busy"}})", ExitCode::kUnreachable},
                     Answer{"StatusInAList", 400, R"({"status": [{"desc": "No"}]})", ExitCode::kRefused}),
     [](const auto& row) { return row.param.name; });
 
