@@ -156,8 +156,10 @@ void addPlainKeys(std::vector<SettingKey>& keys) {
                   "What is logged: \"error\", \"warning\", \"info\", \"detail\" or \"trace\", each including those "
                   "before it, or a mask of levels from 0 to 255. SIGHUP reads it anew. Default \"warning\".",
                   setLogLevel, [](const Settings& settings) { return quoted(logLevelName(settings.logMask)); }});
-  keys.push_back(
-      textKey("log", "file", "File to append the log to, beside the console. Default \"\": none.", &Settings::logFile));
+  keys.push_back(textKey("log", "file",
+                         "File to append the log to, beside the console. At 10 MiB it is kept under a number, up to "
+                         "five of them. Default \"\": none.",
+                         &Settings::logFile));
 }
 
 // ---- [limits]
