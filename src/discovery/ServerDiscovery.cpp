@@ -1,6 +1,7 @@
 #include "discovery/ServerDiscovery.h"
 
-#include <algorithm>
+#include <set>
+#include <utility>
 
 #include "discovery/DiscoveryMap.h"
 #include "discovery/RemoteServerDiscovery.h"
@@ -14,13 +15,25 @@ namespace {
 
 using Keys = constants::JsonConstants;
 
-void collectKeys(const HostTable::Map& hosts, const std::string& displayId, std::vector<std::string>& keys) {
-  for (const auto& [key, record] : hosts) {
-    const std::string held = json::textAt(record, {Keys::PROPERTIES, Keys::DISPLAY_ID});
-    const bool isOne = !held.empty() && utils::StringHelper::compare_ignore_case(held, displayId);
-    if (isOne && std::find(keys.begin(), keys.end(), key) == keys.end()) keys.push_back(key);
+/// Strangers may give any number of records one identifier, so repeated keys are not looked for by a scan.
+class KeysOfServer {
+ public:
+  explicit KeysOfServer(const std::string& displayId) : mDisplayId(displayId) {}
+
+  void collectFrom(const HostTable::Map& hosts) {
+    for (const auto& [key, record] : hosts) {
+      const std::string held = json::textAt(record, {Keys::PROPERTIES, Keys::DISPLAY_ID});
+      const bool isOne = !held.empty() && utils::StringHelper::compare_ignore_case(held, mDisplayId);
+      if (isOne && mSeen.insert(key).second) keys.push_back(key);
+    }
   }
-}
+
+  std::vector<std::string> keys;
+
+ private:
+  const std::string& mDisplayId;
+  std::set<std::string> mSeen;
+};
 
 }  // namespace
 
@@ -31,17 +44,12 @@ ServerDiscovery* ServerDiscovery::getInstance() {
 
 std::vector<std::string> ServerDiscovery::keysOfServer(const std::string& displayId) {
   const utils::FunctionTrace trace("discovery::ServerDiscovery::keysOfServer");
-  std::vector<std::string> keys;
-  if (displayId.empty()) return keys;
-  collectKeys(*RemoteServerDiscovery::mSearchedHosts.snapshot(), displayId, keys);
-  collectKeys(*DiscoveryMap::snapshot(), displayId, keys);
-  collectKeys(*RemoteServerDiscovery::mPartialDiscoveredHosts.snapshot(), displayId, keys);
-  return keys;
-}
-
-std::optional<std::string> ServerDiscovery::keyOfServer(const std::string& displayId) {
-  const std::vector<std::string> keys = keysOfServer(displayId);
-  return keys.empty() ? std::nullopt : std::optional(keys.front());
+  if (displayId.empty()) return {};
+  KeysOfServer found(displayId);
+  found.collectFrom(*RemoteServerDiscovery::mSearchedHosts.snapshot());
+  found.collectFrom(*DiscoveryMap::snapshot());
+  found.collectFrom(*RemoteServerDiscovery::mPartialDiscoveredHosts.snapshot());
+  return std::move(found.keys);
 }
 
 void ServerDiscovery::clearUnreachable(const std::string& address) {

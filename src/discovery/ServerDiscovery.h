@@ -1,7 +1,6 @@
 #pragma once
 
 #include <map>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -43,9 +42,6 @@ class ServerDiscovery {
   /// The keys of all records whose display identifier equals `displayId` ignoring case, each once: of the searched
   /// servers, then the discovery map, then the published list. An empty identifier is no server's.
   std::vector<std::string> keysOfServer(const std::string& displayId);
-  /// The key of the first record whose display identifier equals `displayId` ignoring case, among the searched servers,
-  /// the discovery map and the published list, in this order. An empty identifier is no server's.
-  std::optional<std::string> keyOfServer(const std::string& displayId);
   /// Lets an address be asked for its details again that did not answer once.
   void clearUnreachable(const std::string& address);
 
