@@ -1,6 +1,7 @@
 #include "framework/utils/Log.h"
 
 #include <atomic>
+#include <locale>
 #include <memory>
 #include <mutex>
 #include <utility>
@@ -16,6 +17,17 @@
 namespace utils {
 namespace logging {
 namespace {
+
+/// The standard library fills a locale's character tables at their first use, without a lock. Records are formatted by
+/// many threads, so the tables are filled before there is a second one.
+const struct CharacterTables {
+  CharacterTables() {
+    const auto& table = std::use_facet<std::ctype<char>>(std::locale());
+    table.widen('%');
+    for (int c = 1; c < 256; ++c)
+      table.narrow(static_cast<char>(c), '\0');
+  }
+} kCharacterTables;
 
 /// A full file is kept under a numbered name, the oldest goes.
 constexpr std::size_t kMaxFileBytes = 10 * 1024 * 1024;
