@@ -14,6 +14,7 @@ from pathlib import Path
 # A folder, and the folders that its files may include beside their own.
 ALLOWED = {
     "json": set(),
+    "slp": set(),  # stands alone
     "framework": {"json"},
     "httpclient": set(),
     "discovery": {"framework", "json"},

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <shared_mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "slp/agent/Registration.h"
+#include "slp/wire/Message.h"
+
+namespace slp::agent {
+
+using Clock = std::chrono::steady_clock;
+using TimePoint = Clock::time_point;
+
+/// The registrations that this agent answers for, found by URL and by type without a scan. Safe for every thread;
+/// visitors run under the registry's lock, must be quick and must not call it.
+class Registry {
+ public:
+  /// One entry as a visitor sees it; the views live until it returns.
+  struct Entry {
+    std::string_view url;
+    std::string_view serviceType;
+    std::string_view scopes;
+    std::string_view attributes;
+    std::string_view language;
+    std::uint16_t lifetime = 0;  ///< seconds that are left; kLifetimeForever stays
+    Owner owner = kThisProcess;
+  };
+  /// False ends the walk.
+  using Visitor = std::function<bool(const Entry&)>;
+
+  /// How a search of a type found its language (RFC 2608, sections 8.1 and 16).
+  struct Search {
+    std::string_view serviceType;  ///< an abstract one finds its concrete ones
+    std::string_view scopes;
+    std::string_view filter;    ///< empty: none
+    std::string_view language;  ///< compared only with a filter or for attributes
+  };
+  /// kOk (also for nothing found), kParseError for a filter that cannot be read, kLanguageNotSupported when there are
+  /// services of the type in the scopes, but with a filter none in the language.
+  using Result = wire::ErrorCode;
+
+  Registry();
+  ~Registry();
+  Registry(const Registry&) = delete;
+  Registry& operator=(const Registry&) = delete;
+
+  /// Replaces entirely what is registered under the URL in the language. What this process registered is replaced by no
+  /// one else (kInvalidRegistration); beyond the limits kBusyNow; a lifetime of 0, no URL, type or language
+  /// kInvalidRegistration.
+  wire::ErrorCode add(const Registration& registration, Owner owner, TimePoint now);
+  /// In every language. kInvalidRegistration when the owner has no such URL.
+  wire::ErrorCode remove(std::string_view url, Owner owner);
+  void removeAll(Owner owner);
+  /// Takes out what has reached the end of its lifetime.
+  void expire(TimePoint now);
+  std::optional<TimePoint> nextExpiry() const;
+
+  Result findServices(const Search& search, TimePoint now, const Visitor& visit) const;
+  /// The attributes of a URL in the language; without one of that language none (kLanguageNotSupported).
+  Result findByUrl(std::string_view url, std::string_view scopes, std::string_view language, TimePoint now,
+                   const Visitor& visit) const;
+  /// Each type in the scopes once, in the spelling of its first registration; all authorities without one.
+  std::vector<std::string> types(std::optional<std::string_view> namingAuthority, std::string_view scopes) const;
+
+  std::vector<Registration> ofOwner(Owner owner) const;
+  std::size_t size() const;
+  /// Grows whenever a type appears or goes, so that group memberships can follow.
+  std::uint64_t typesGeneration() const;
+
+ private:
+  struct State;
+  mutable std::shared_mutex mMutex;
+  std::unique_ptr<State> mState;
+};
+
+}  // namespace slp::agent

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "slp/wire/AttributeList.h"
+
+namespace slp::wire {
+
+/// A search filter of LDAPv3 (RFC 2254; RFC 2608, section 8.1): and, or, not, presence, equality with wildcards, <=,
+/// >=,
+/// ~= (as =). Immutable once parsed; safe for every thread.
+class Filter {
+ public:
+  /// Nothing when the text is no filter, or one beyond the limits of depth, terms and wildcards.
+  static std::optional<Filter> parse(std::string_view text);
+  ~Filter();
+  Filter(Filter&&) noexcept;
+  Filter& operator=(Filter&&) noexcept;
+
+  /// A term matches when any value of its attribute does, and values match only terms of their own kind. The work is
+  /// bounded by the filter's terms times the values of the attributes named.
+  bool matches(const AttributeList& attributes) const;
+
+ private:
+  struct Node;
+  explicit Filter(std::unique_ptr<Node> root);
+  std::unique_ptr<Node> mRoot;
+};
+
+}  // namespace slp::wire

@@ -1,0 +1,84 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+
+/// What the library takes from a network at most. Everything that a stranger can make larger has its bound here.
+namespace slp::limits {
+
+using namespace std::chrono_literals;
+
+// Messages
+
+/// The largest datagram of UDP over IPv4; more cannot arrive.
+inline constexpr std::size_t kMaxDatagram = 65'507;
+/// A message over TCP: 65,535 URLs of a usual length, or the longest attribute list many times over.
+inline constexpr std::size_t kMaxMessage = 8 * 1024 * 1024;
+/// What a stranger may send us over TCP: a request or registration has at most six strings of 65,535 bytes.
+inline constexpr std::size_t kMaxRequest = 6 * 65'536;
+/// Longer language tags are nobody's: RFC 1766 allows eight letters a part, and nobody uses more than four parts.
+inline constexpr std::size_t kMaxLanguageTag = 64;
+/// The chain of extensions ends here: none that is in use needs more than two.
+inline constexpr std::size_t kMaxExtensions = 8;
+/// Authentication blocks of one URL or list. None is verified; each is walked.
+inline constexpr std::size_t kMaxAuthBlocks = 16;
+
+// Texts
+
+/// Elements of a list of scopes, tags or service types that are looked at.
+inline constexpr std::size_t kMaxListElements = 4'096;
+/// Addresses of a list of previous responders that are looked at: twice what fits a datagram of 1,400 bytes.
+inline constexpr std::size_t kMaxPreviousResponders = 256;
+/// Depth of a search filter. Deeper ones are only written by those who look for the end of a stack.
+inline constexpr std::size_t kMaxFilterDepth = 16;
+/// Comparisons in a search filter, each of which costs a walk over the attributes of every registration.
+inline constexpr std::size_t kMaxFilterTerms = 128;
+/// Wildcards in one comparison: they are matched without backtracking, and this bounds the pieces.
+inline constexpr std::size_t kMaxWildcards = 32;
+/// Values that are read from one attribute list for filters; what is beyond them is kept, but no filter sees it.
+inline constexpr std::size_t kMaxAttributeValues = 4'096;
+
+// The agent
+
+/// Registrations of this process. Enough for ten thousand services in several languages.
+inline constexpr std::size_t kMaxOwnRegistrations = 65'536;
+/// Registrations of other processes of this machine, or of others where they are allowed, all together and each.
+inline constexpr std::size_t kMaxForeignRegistrations = 16'384;
+inline constexpr std::size_t kMaxForeignBytes = 64 * 1024 * 1024;
+/// TCP connections that are served at once, and from one address; loopback has the whole number.
+inline constexpr std::size_t kMaxConnections = 256;
+inline constexpr std::size_t kMaxConnectionsPerSource = 16;
+/// An idle connection is closed after this: CONFIG_CLOSE_CONN of RFC 2608, section 13.
+inline constexpr std::chrono::seconds kConnectionIdle = 300s;
+/// A message that has begun must be complete by then, or the connection is closed.
+inline constexpr std::chrono::seconds kMessageDeadline = 10s;
+/// Bytes of replies that wait for a reader who does not read.
+inline constexpr std::size_t kMaxUnsentReplies = 2 * kMaxMessage;
+/// An answer over UDP to a source that is on none of our links is at most this many times its request, because its
+/// address may be forged and the answer aimed at somebody else.
+inline constexpr std::size_t kMaxAmplification = 3;
+/// Datagrams per second from one source beyond loopback that are looked at, the burst that is allowed, and the sources
+/// that are told apart. A manager that asks one agent for the attributes of thousands of services stays below.
+inline constexpr double kDatagramsPerSecond = 4'000;
+inline constexpr double kDatagramBurst = 8'000;
+inline constexpr std::size_t kMaxSources = 1'024;
+/// A group membership is kept by a socket; this kernel's net.ipv4.igmp_max_memberships allows 20 on one.
+inline constexpr std::size_t kMembershipsPerSocket = 20;
+
+// The user agent
+
+/// Services, agents and senders of URLs that a process remembers. The oldest go first.
+inline constexpr std::size_t kMaxKnownResponders = 16'384;
+inline constexpr std::size_t kMaxKnownSenders = 65'536;
+inline constexpr std::size_t kMaxDirectoryAgents = 64;
+/// URLs that one search hands out.
+inline constexpr std::size_t kMaxResults = 65'536;
+/// Exchanges by unicast that one search has under way at once.
+inline constexpr std::size_t kMaxExchanges = 64;
+
+// Handles
+
+inline constexpr std::size_t kMaxHandles = 4'096;
+
+}  // namespace slp::limits
