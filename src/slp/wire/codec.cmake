@@ -1,0 +1,1 @@
+target_sources(slp_objects PRIVATE ${CMAKE_CURRENT_LIST_DIR}/Decode.cpp ${CMAKE_CURRENT_LIST_DIR}/Encode.cpp)
