@@ -19,10 +19,10 @@ struct IndexKeys {
 IndexKeys indexKeys(std::string_view type);
 /// "" for IANA's.
 std::string_view namingAuthority(std::string_view type);
-/// The type of a service at this URL: of a "service:" URL what stands before "://" (the whole when that is missing), of
-/// another its scheme. Empty when the text has neither.
+/// The type of a service at this URL: what stands before "://" (or ":/" of another address family). Without an address
+/// a "service:" URL is its type as a whole, and another has its scheme. Empty when there is none.
 std::string_view serviceTypeOf(std::string_view url);
-/// Whether the text is a service type rather than a URL, as an attribute request may carry either.
+/// Whether the text is a service type rather than a URL, as an attribute request may carry either: no type has a slash.
 bool isServiceType(std::string_view urlOrType);
 
 }  // namespace slp::wire

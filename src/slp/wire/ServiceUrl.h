@@ -18,8 +18,9 @@ struct ServiceUrl {
 
 /// "://10.77.0.1:8443" has an empty type. In "://2001:db8::5:8443", which has no brackets, what follows the last colon
 /// is the port when the text before it is an IPv6 address and it is itself a decimal number; "://2001:db8::5" is a host
-/// alone. Nothing for what is no URL: no "://" (or ":/" of another address family), a port that is no number of 0 to
-/// 65535, an open bracket, control characters.
+/// alone. A user before the host is passed over, and the host may be empty. Nothing for what is no URL: no "://" (or
+/// ":/" and another address family), a port that is no number of 0 to 65535, brackets or several colons around what is
+/// no IPv6 address, control characters.
 std::optional<ServiceUrl> parseServiceUrl(std::string_view text);
 
 }  // namespace slp::wire
