@@ -1,6 +1,7 @@
 #pragma once
 
 #include <compare>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <set>
@@ -29,11 +30,13 @@ class Memberships {
 
  private:
   struct Holder {
-    Descriptor socket;
-    Family family;
-    std::size_t count;
+    Descriptor socket;  ///< closed: the place is vacant
+    Family family = Family::kV4;
+    std::size_t count = 0;
+    bool full = false;
   };
   bool join(const Membership& membership);
+  bool joinByNewHolder(const Membership& membership);
   void leave(const Membership& membership);
 
   std::vector<Holder> mHolders;

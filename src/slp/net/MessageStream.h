@@ -1,12 +1,11 @@
 #pragma once
 
-#include <chrono>
 #include <cstddef>
-#include <deque>
+#include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
-#include <vector>
+#include <string_view>
 
 #include "slp/net/Address.h"
 #include "slp/net/Descriptor.h"
@@ -25,8 +24,13 @@ class MessageStream {
   MessageStream& operator=(MessageStream&&) noexcept = default;
 
   int fd() const { return mSocket.get(); }
-  bool failed() const { return mFailed; }  ///< ended by the peer, by an error, or by a message that cannot be
+  /// Ended by an error or by a message that cannot be; or by the peer, once its last whole message has been taken and
+  /// everything for it has been sent (it may have closed only its own direction).
+  bool failed() const;
+  int error() const { return mError; }  ///< why it failed: errno; 0 when the peer closed
   bool connecting() const { return mConnecting; }
+  /// Polling an ended peer for reading would return at once.
+  bool wantsRead() const { return !mEnded && mIn.size() - mTaken < mMaxMessage; }
   bool wantsWrite() const { return mConnecting || mSent < mOut.size(); }
   std::size_t unsent() const { return mOut.size() - mSent; }
   bool messageBegun() const { return mTaken < mIn.size(); }  ///< bytes of an incomplete message wait
@@ -39,9 +43,12 @@ class MessageStream {
   std::optional<std::span<const std::byte>> next();
 
  private:
+  void fail(int error);
   void finishConnecting();
   void readSome();
   void writeSome();
+  std::size_t writeNow(std::string_view bytes);
+  bool wholeMessageWaits() const;
 
   Descriptor mSocket;
   std::size_t mMaxMessage;
@@ -50,13 +57,16 @@ class MessageStream {
   std::string mOut;
   std::size_t mSent = 0;
   bool mConnecting = false;
+  bool mEnded = false;  ///< the peer sends no more
   bool mFailed = false;
+  int mError = 0;
 };
 
 /// A listening TCP socket, non-blocking, with SO_REUSEADDR (which for TCP lets no second listener in, but a successor
 /// take over at once). errno through `error` when it cannot be opened.
 Descriptor listenTcp(Family family, std::uint16_t port, int& error);
-/// The next connection that waits; closed descriptor when none does.
-Descriptor acceptTcp(int listener, Endpoint& from);
+/// The next connection that waits; closed descriptor when none does, or when there are no descriptors left (then
+/// `error`, when given, is EMFILE or ENFILE, and the listener stays readable: do not poll it for a while).
+Descriptor acceptTcp(int listener, Endpoint& from, int* error = nullptr);
 
 }  // namespace slp::net

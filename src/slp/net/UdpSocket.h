@@ -2,9 +2,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <optional>
 #include <span>
 #include <string>
-#include <vector>
 
 #include "slp/net/Address.h"
 #include "slp/net/Descriptor.h"
@@ -32,10 +33,15 @@ struct Outgoing {
 /// each datagram. Multicast loops back to this machine. Errors are errno values, 0 for none. For one thread at a time.
 class UdpSocket {
  public:
+  UdpSocket();
+  ~UdpSocket();
+  UdpSocket(UdpSocket&&) noexcept;
+  UdpSocket& operator=(UdpSocket&&) noexcept;
+
   /// Binds to `port` (0: any) on every address, without SO_REUSEADDR, so that a second bind fails. EACCES: privilege
   /// is missing. EADDRINUSE: somebody has it. EAFNOSUPPORT or EADDRNOTAVAIL: this machine has no such family.
   int open(Family family, std::uint16_t port);
-  void close() { mFd.reset(); }
+  void close();
   bool isOpen() const { return static_cast<bool>(mFd); }
   int fd() const { return mFd.get(); }
   std::uint16_t localPort() const;
@@ -50,17 +56,23 @@ class UdpSocket {
   /// full.
   std::size_t sendAll(std::span<const Outgoing> datagrams);
   /// Up to `kBatch` datagrams that have arrived; their bytes live until the next call. Does not block. A pending error
-  /// of the socket (a refused port) is taken and passed over.
+  /// of the socket (a refused port) is taken and passed over. Cut datagrams are dropped.
   std::span<const Datagram> receive();
 
-  static constexpr std::size_t kBatch = 32;
+  /// Keeps what hosts answer instead of datagrams: nobody listens, no such host. Then POLLERR stands until
+  /// `takeRefusal` has nothing more.
+  void reportRefusals();
+  /// The endpoint of one datagram sent that was refused.
+  std::optional<Endpoint> takeRefusal();
+
+  /// With 64 KiB for each, because a reply from this machine may be as long: what is never used costs no memory.
+  static constexpr std::size_t kBatch = 16;
 
  private:
   struct Buffers;
   Descriptor mFd;
   Family mFamily = Family::kV4;
-  std::vector<std::byte> mStorage;
-  std::vector<Datagram> mReceived;
+  std::unique_ptr<Buffers> mBuffers;  ///< made by the first receive: a socket that only sends needs none
 };
 
 }  // namespace slp::net

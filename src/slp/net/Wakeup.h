@@ -7,7 +7,7 @@ namespace slp::net {
 /// Wakes a thread that polls (an eventfd). Any thread may signal.
 class Wakeup {
  public:
-  Wakeup();
+  Wakeup();  ///< throws std::system_error when the process has no descriptors left
 
   int fd() const { return mFd.get(); }
   void signal();
