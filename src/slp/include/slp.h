@@ -3,7 +3,9 @@
  * Every function may be called by every thread. Handles are independent of one another; one handle serves one call at a
  * time, and a second one answers SLP_HANDLE_IN_USE. Callbacks run on the calling thread, inside the call, with no lock
  * of the library held; what they are given belongs to the library and lives until they return. A null, closed or
- * foreign handle answers SLP_PARAMETER_BAD. Strings are UTF-8 and end with a zero byte. */
+ * foreign handle answers SLP_PARAMETER_BAD. Strings are UTF-8, end with a zero byte, and have at most 65,535 bytes
+ * (longer ones: SLP_PARAMETER_BAD). Once the library has gone, by exit or unloading, every function that needs it
+ * answers SLP_NETWORK_INIT_FAILED. A process that forks must not use the library in the child. */
 #ifndef SLP_H
 #define SLP_H
 
@@ -67,19 +69,27 @@ typedef SLPBoolean SLPAttrCallback(SLPHandle hSLP, const char* pcAttrList, SLPEr
 /* Handles (section 4.4). Only synchronous ones exist: an asynchronous one answers SLP_NOT_IMPLEMENTED. A null or empty
  * language tag stands for net.slp.locale. */
 SLP_EXPORT SLPError SLPOpen(const char* pcLang, SLPBoolean isAsync, SLPHandle* phSLP);
-/* Ends the call under way on the handle, whoever made it, with no further callback. */
+/* Cancels the call under way on the handle, whoever made it: that call answers SLP_PARAMETER_BAD within 50 ms, with no
+ * further callback. A callback that another thread is running is waited for, but for 50 ms at most. A callback may
+ * close its own handle. */
 SLP_EXPORT void SLPClose(SLPHandle hSLP);
 
 /* Registration (section 4.5.1 to 4.5.3). SLPReg answers SLP_OK once the registration is in the table of this process;
- * directory agents and the agent's port are served in the background. `fresh` false and SLPDelAttrs answer
- * SLP_NOT_IMPLEMENTED. The attribute list is kept and handed out byte for byte. */
+ * directory agents and the agent's port are served in the background. The callback gets what the call returns, but for
+ * a call that could not begin (SLP_PARAMETER_BAD, SLP_HANDLE_IN_USE, SLP_NOT_IMPLEMENTED), which is only returned.
+ * `fresh` false and SLPDelAttrs answer SLP_NOT_IMPLEMENTED. The service type is that of the URL, but for a URL without
+ * "service:" when another type is given. The attribute list, which may be null, is kept and handed out byte for byte.
+ */
 SLP_EXPORT SLPError SLPReg(SLPHandle hSLP, const char* pcSrvURL, const unsigned short usLifetime, const char* pcSrvType,
                            const char* pcAttrs, SLPBoolean fresh, SLPRegReport callback, void* pvCookie);
 SLP_EXPORT SLPError SLPDereg(SLPHandle hSLP, const char* pcSrvURL, SLPRegReport callback, void* pvCookie);
 SLP_EXPORT SLPError SLPDelAttrs(SLPHandle hSLP, const char* pcURL, const char* pcAttrs, SLPRegReport callback,
                                 void* pvCookie);
 
-/* Searching (section 4.5.4 to 4.5.6). A null or empty scope list stands for the configured scopes; a null or empty
+/* Searching (section 4.5.4 to 4.5.6). The results come one by one, the service types in one list; then, with a null
+ * text and SLP_LAST_CALL, the end of a search that is complete, also of one that found nothing. A search that failed
+ * and has nothing to show makes no call, and returns why; one that a callback ended returns SLP_OK. A filter that
+ * cannot be read answers SLP_PARSE_ERROR. A null or empty scope list stands for the configured scopes; a null or empty
  * filter or attribute list for none; a null naming authority for IANA, "*" for all. */
 SLP_EXPORT SLPError SLPFindSrvTypes(SLPHandle hSLP, const char* pcNamingAuthority, const char* pcScopeList,
                                     SLPSrvTypeCallback callback, void* pvCookie);
@@ -96,12 +106,14 @@ SLP_EXPORT SLPError SLPEscape(const char* pcInbuf, char** ppcOutBuf, SLPBoolean 
 SLP_EXPORT SLPError SLPUnescape(const char* pcInbuf, char** ppcOutBuf, SLPBoolean isTag);
 /* Frees what SLPParseSrvURL, SLPFindScopes, SLPEscape and SLPUnescape made; null is passed over. */
 SLP_EXPORT void SLPFree(void* pvMem);
-/* The value lives until the property is set anew by the same thread or the library goes. */
+/* Null for a property that nobody knows. The value lives until 256 others have been asked for, or the library goes. */
 SLP_EXPORT const char* SLPGetProperty(const char* pcName);
+/* A value that the property does not take changes nothing, and is logged. */
 SLP_EXPORT void SLPSetProperty(const char* pcName, const char* pcValue);
 
-/* Widely used additions: searches on the handle go to one host by unicast, or to the networks of these addresses only
- * (comma-separated). Null or empty takes the association back. */
+/* Widely used additions: searches on the handle go to one host by unicast (an address or a name, looked up here), or to
+ * the networks of these interfaces only (addresses or names, comma-separated). A host or name that is not found answers
+ * SLP_PARAMETER_BAD. Null or empty takes the association back. */
 SLP_EXPORT SLPError SLPAssociateIP(SLPHandle hSLP, const char* pcUnicastIP);
 SLP_EXPORT SLPError SLPAssociateIFList(SLPHandle hSLP, const char* pcMulticastIFList);
 
