@@ -46,6 +46,10 @@ inline constexpr std::size_t kMaxOwnRegistrations = 65'536;
 /// Registrations of other processes of this machine, or of others where they are allowed, all together and each.
 inline constexpr std::size_t kMaxForeignRegistrations = 16'384;
 inline constexpr std::size_t kMaxForeignBytes = 64 * 1024 * 1024;
+/// Languages in which one URL is registered: they are compared with one another.
+inline constexpr std::size_t kMaxLanguagesOfUrl = 16;
+/// Parsed attribute lists that are kept for the next filter; others are parsed each time.
+inline constexpr std::size_t kMaxParsedAttributes = 32 * 1024 * 1024;
 /// TCP connections that are served at once, and from one address; loopback has the whole number.
 inline constexpr std::size_t kMaxConnections = 256;
 inline constexpr std::size_t kMaxConnectionsPerSource = 16;
