@@ -32,8 +32,13 @@ class DirectoryAgents {
 
   /// Names are resolved by the caller. A configured agent stays, but is passed over for a while when it was silent.
   void configure(const std::vector<net::Endpoint>& endpoints, std::string_view scopes);
-  /// Takes an advert: a boot time of 0 takes the agent out, a greater one than before says that it has restarted. Its
-  /// URL must name the address it came from, or an address of its own; port of the URL, else `port`.
+  /// Whether the configured hosts are to be looked up: they are others than at the last claim, or that was a minute
+  /// ago.
+  bool claimConfiguration(const std::vector<std::string>& hosts, TimePoint now);
+  /// Takes an advert: a boot time of 0 takes the agent out, a greater one than before says that it has restarted. The
+  /// agent is where the advert came from, at the port of its URL, else `port`. A URL that names another address is
+  /// refused, because it would send us to somebody who has said nothing; only what is heard on loopback may speak of
+  /// others.
   Change learn(const wire::DirectoryAgentAdvert& advert, const net::Endpoint& from, std::uint16_t port, TimePoint now);
   /// It did not answer: it is out, until it is heard again (a configured one: until `now` plus a minute).
   void silent(const net::Endpoint& endpoint, TimePoint now);
@@ -50,8 +55,13 @@ class DirectoryAgents {
     DirectoryAgent agent;
     TimePoint passedOverUntil{};
   };
+  Entry* find(const net::Address& address);
+  Change remove(const net::Address& address, TimePoint now);
+
   mutable std::mutex mMutex;
   std::vector<Entry> mEntries;
+  std::vector<std::string> mHosts;
+  TimePoint mNextLookup{};
   TimePoint mNextDiscovery{};
   bool mDiscovered = false;
   std::uint64_t mGeneration = 0;

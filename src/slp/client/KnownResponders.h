@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <list>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -28,13 +29,15 @@ class KnownResponders {
   void forgetSender(std::string_view url);
 
  private:
-  // Least recently used last.
+  // Most recently remembered first.
   using SearchOrder = std::list<std::pair<std::string, net::Endpoint>>;
   using SenderOrder = std::list<std::pair<std::string, net::Endpoint>>;
 
+  void drop(const std::string& search, const net::Endpoint& responder);
+
   mutable std::mutex mMutex;
   SearchOrder mSearchOrder;
-  std::unordered_map<std::string, std::vector<SearchOrder::iterator>> mBySearch;
+  std::unordered_map<std::string, std::map<net::Endpoint, SearchOrder::iterator>> mBySearch;
   SenderOrder mSenderOrder;
   std::unordered_map<std::string_view, SenderOrder::iterator> mByUrl;
 };

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "slp/client/Transport.h"
+
+namespace slp::client {
+
+/// One request to one peer by unicast (RFC 2608, sections 6.2 and 6.3): datagrams with growing waits, then a TCP
+/// connection. Driven by its owner, who passes on what the transport brings. For one thread.
+class Exchange {
+ public:
+  using TimePoint = Transport::TimePoint;
+
+  /// What exchanges of a search have in common.
+  struct Terms {
+    std::string request;
+    std::vector<std::chrono::milliseconds> waits;  ///< behind each try by datagram
+    std::size_t maxDatagram = 0;                   ///< a longer request goes by TCP at once
+  };
+  enum class State { kWaiting, kDatagrams, kStream, kAnswered, kRefused, kSilent };
+
+  /// `again`: the peer has been asked before (by multicast), so that the first try here is a repetition, too.
+  Exchange(const net::Endpoint& peer, std::shared_ptr<const Terms> terms, bool again);
+
+  const net::Endpoint& peer() const { return mPeer; }
+  State state() const { return mState; }
+  bool active() const { return mState == State::kDatagrams || mState == State::kStream; }
+  bool over() const { return mState >= State::kAnswered; }
+  /// When `advance` has something to do; only of an active one.
+  TimePoint due() const { return mDue; }
+  bool owns(Transport::StreamId stream) const { return mState == State::kStream && mStream == stream; }
+
+  /// Starts, or does what is due: the next try, the change to TCP, giving up.
+  void advance(Transport& transport, TimePoint now);
+  /// The whole answer is there.
+  void answered(Transport& transport);
+  /// The answer did not fit its datagram: the peer is asked over TCP.
+  void overflowed(Transport& transport, TimePoint now);
+  void refused();
+  void streamFailed(Transport& transport);
+  /// Gives up whatever is under way.
+  void abandon(Transport& transport);
+
+ private:
+  void tryDatagram(Transport& transport, TimePoint now);
+  void openStream(Transport& transport, TimePoint now, std::chrono::milliseconds wait);
+  void end(Transport& transport, State state);
+
+  net::Endpoint mPeer;
+  std::shared_ptr<const Terms> mTerms;
+  bool mAgain;
+  bool mHeard = false;  ///< at least a part of the answer has come
+  State mState = State::kWaiting;
+  std::size_t mTries = 0;
+  Transport::StreamId mStream = 0;
+  TimePoint mDue{};
+};
+
+}  // namespace slp::client

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+
+#include "slp/client/Queries.h"
+#include "slp/client/Transport.h"
+#include "slp/wire/Message.h"
+
+namespace slp::client {
+
+/// A request of a search, as it goes out again and again under one identifier. Immutable.
+class Request {
+ public:
+  explicit Request(ServiceQuery query);
+  explicit Request(AttributeQuery query);
+  explicit Request(TypeQuery query);
+
+  /// The bytes for one peer; nothing when a text is too long for any message.
+  std::optional<std::string> unicast() const { return encode(false, {}); }
+  std::optional<std::string> multicast(std::string_view previousResponders) const {
+    return encode(true, previousResponders);
+  }
+
+  /// Whether the message is an answer to this request, whoever sent it.
+  bool answeredBy(const wire::Message& message) const;
+
+  const std::string& scopes() const;
+  const std::string& language() const;
+  /// Where it goes to by multicast.
+  Transport::Group group() const;
+  std::string_view serviceType() const;
+  /// What a search has in common with another that may have the same responders: kind, type, scopes and language.
+  std::string key() const;
+  /// Whether the answers say all that a responder has of the kind asked for, so that an empty one means that it has
+  /// nothing.
+  bool isPlain() const;
+
+ private:
+  std::optional<std::string> encode(bool toGroup, std::string_view previousResponders) const;
+
+  std::variant<ServiceQuery, AttributeQuery, TypeQuery> mQuery;
+  std::uint16_t mXid;
+};
+
+/// The types by which agents themselves are found (RFC 2608, sections 8.5, 8.6 and 11).
+inline constexpr std::string_view kDirectoryAgentType = "service:directory-agent";
+inline constexpr std::string_view kServiceAgentType = "service:service-agent";
+
+bool isDirectoryAgentType(std::string_view type);
+bool isServiceAgentType(std::string_view type);
+
+}  // namespace slp::client
