@@ -9,8 +9,7 @@
 namespace slp::wire {
 
 /// A search filter of LDAPv3 (RFC 2254; RFC 2608, section 8.1): and, or, not, presence, equality with wildcards, <=,
-/// >=,
-/// ~= (as =). Immutable once parsed; safe for every thread.
+/// >=, ~= (as =). Immutable once parsed; safe for every thread.
 class Filter {
  public:
   /// Nothing when the text is no filter, or one beyond the limits of depth, terms and wildcards.
@@ -19,12 +18,15 @@ class Filter {
   Filter(Filter&&) noexcept;
   Filter& operator=(Filter&&) noexcept;
 
-  /// A term matches when any value of its attribute does, and values match only terms of their own kind. The work is
-  /// bounded by the filter's terms times the values of the attributes named.
+  /// A term matches when any value of its attribute does, and values match only terms of their own kind; order is one
+  /// of integers and strings. What is negated is the comparison of each value: "(!(y=0))" matches (y=0,1). It also
+  /// matches what has no y, or y as a keyword. The work is bounded by the filter's terms times the values of the
+  /// attributes named.
   bool matches(const AttributeList& attributes) const;
 
  private:
   struct Node;
+  class Parser;
   explicit Filter(std::unique_ptr<Node> root);
   std::unique_ptr<Node> mRoot;
 };

@@ -1,5 +1,15 @@
-target_sources(
-  slp_objects
-  PRIVATE ${CMAKE_CURRENT_LIST_DIR}/Escape.cpp ${CMAKE_CURRENT_LIST_DIR}/ServiceType.cpp
-          ${CMAKE_CURRENT_LIST_DIR}/ServiceUrl.cpp ${CMAKE_CURRENT_LIST_DIR}/StringList.cpp
-          ${CMAKE_CURRENT_LIST_DIR}/Text.cpp)
+foreach(
+  source
+  AttributeList
+  AttributeReader
+  AttributeSelection
+  AttributeValue
+  Escape
+  Filter
+  Pattern
+  ServiceType
+  ServiceUrl
+  StringList
+  Text)
+  target_sources(slp_objects PRIVATE "${CMAKE_CURRENT_LIST_DIR}/${source}.cpp")
+endforeach()
