@@ -24,6 +24,8 @@ class RateLimiter {
     double tokens;
     TimePoint filled;
   };
+  Bucket& bucketOf(const net::Address& source, TimePoint now);
+
   double mPerSecond;
   double mBurst;
   std::size_t mMaxSources;

@@ -5,23 +5,19 @@
 #include <functional>
 #include <span>
 #include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "slp/agent/Registry.h"
+#include "slp/agent/SelfDescription.h"
+#include "slp/agent/Source.h"
 #include "slp/net/Address.h"
 #include "slp/net/Interfaces.h"
+#include "slp/wire/Codec.h"
 #include "slp/wire/Message.h"
 
 namespace slp::agent {
-
-/// What the answer to a message depends on beside its bytes.
-struct Source {
-  net::Endpoint from;
-  net::Address ownAddress;   ///< of ours, on the interface by which it came: the one to tell about ourselves
-  bool sentToGroup = false;  ///< by multicast or broadcast, as the destination says; the flag alone is not believed
-  bool tcp = false;
-  bool onLink = false;  ///< the sender is on one of our networks, or on this machine
-  Owner connection = kNoConnection;
-};
 
 /// The settings that answers depend on.
 struct ResponderSettings {
@@ -33,6 +29,13 @@ struct ResponderSettings {
 
 /// The service agent's answers (RFC 2608, sections 7 to 10), without sockets: a function of the message, its source and
 /// the registry. For one thread at a time.
+///
+/// Where the RFC leaves a choice: another version of the protocol gets no answer, because its sender would not
+/// understand ours. Messages over TCP are never taken for multicast, whatever their flags. A unicast request for
+/// directory agents, of which this is none, and one for service agents whose predicate does not fit get an empty
+/// SrvRply. Registrations from where they are not allowed get AUTHENTICATION_FAILED. Updates of registrations (SrvReg
+/// without FRESH, SrvDeReg with tags) are not supported; for unknown URLs they get INVALID_UPDATE and
+/// INVALID_REGISTRATION.
 class Responder {
  public:
   using AdvertSink = std::function<void(const wire::DirectoryAgentAdvert&, const net::Endpoint& from)>;
@@ -48,10 +51,34 @@ class Responder {
   bool respond(std::span<const std::byte> message, const Source& source, TimePoint now, std::string& reply);
 
  private:
+  struct Request;
+
+  bool reject(const wire::Rejected& rejected, const Request& request) const;
+  bool answer(const wire::ServiceRequest& body, const Request& request);
+  bool answer(const wire::AttributeRequest& body, const Request& request);
+  bool answer(const wire::ServiceTypeRequest& body, const Request& request);
+  bool answer(const wire::ServiceRegistration& body, const Request& request);
+  bool answer(const wire::ServiceDeregistration& body, const Request& request);
+  bool answer(const wire::DirectoryAgentAdvert& body, const Request& request);
+  template <class Reply>
+  bool answer(const Reply& body, const Request& request);
+
+  bool findServices(const wire::ServiceRequest& body, const Request& request) const;
+  bool describeSelf(const wire::ServiceRequest& body, const Request& request);
+  bool attributesOfUrl(const wire::AttributeRequest& body, const Request& request) const;
+  bool attributesOfType(const wire::AttributeRequest& body, const Request& request) const;
+
+  wire::ErrorCode refusal(std::string_view scopes, std::string_view spi) const;
+  wire::ErrorCode registered(const wire::ServiceRegistration& body, const Request& request);
+  wire::ErrorCode deregistered(const wire::ServiceDeregistration& body, const Request& request);
+  bool mayRegister(const Source& source) const;
+  bool isRegistered(std::string_view url, TimePoint now) const;
+
   Registry& mRegistry;
   ResponderSettings mSettings;
   AdvertSink mAdvertSink;
   std::vector<net::Interface> mInterfaces;
+  SelfDescription mSelf;
 };
 
 }  // namespace slp::agent
