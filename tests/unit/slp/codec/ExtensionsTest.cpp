@@ -39,6 +39,8 @@ const Chain kChains[] = {
     {"MissingAltogether", acknowledgement(kEnd, ""), std::nullopt},
     {"Cut", acknowledgement(kEnd, std::string(4, '\0')), std::nullopt},
     {"InsideTheHeader", acknowledgement(7, ""), std::nullopt},
+    {"InsideTheHeaderAlone", withFirstExtensionAt(withTrueLength(acknowledgement(0, "").substr(0, kBody)), 7),
+     std::nullopt},
     {"InsideTheLanguage", acknowledgement(kBody - 1, extension(1, 0, "")), std::nullopt},
     {"InsideTheBody", acknowledgement(kEnd - 1, extension(1, 0, "")), std::nullopt},
     {"InPlaceOfTheBody", acknowledgement(kBody, extension(1, 0, "")), std::nullopt},
