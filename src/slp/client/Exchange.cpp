@@ -8,7 +8,7 @@ namespace {
 using namespace std::chrono_literals;
 
 /// A peer that was silent to every datagram has this long over TCP: a few round trips of any network in one site.
-constexpr auto kWaitForSilent = 700ms;
+constexpr auto kWaitForSilent = 500ms;
 /// One that has more to say than fits a datagram lives, and may need the time for its segments to be sent again.
 constexpr auto kWaitForRest = 5s;
 
@@ -19,7 +19,7 @@ Exchange::Exchange(const net::Endpoint& peer, std::shared_ptr<const Terms> terms
 
 void Exchange::advance(Transport& transport, TimePoint now) {
   if (mState == State::kWaiting) {
-    if (mTerms->request.size() > mTerms->maxDatagram) return openStream(transport, now, kWaitForRest);
+    if (mHeard || mTerms->request.size() > mTerms->maxDatagram) return openStream(transport, now, kWaitForRest);
     mState = State::kDatagrams;
     return tryDatagram(transport, now);
   }
@@ -52,8 +52,7 @@ void Exchange::answered(Transport& transport) {
 void Exchange::overflowed(Transport& transport, TimePoint now) {
   if (mHeard) return;  // once is enough, however often the datagram arrives
   mHeard = true;
-  if (mState == State::kStream || mState == State::kAnswered) return;
-  openStream(transport, now, kWaitForRest);
+  if (mState == State::kDatagrams) openStream(transport, now, kWaitForRest);
 }
 
 void Exchange::refused() {

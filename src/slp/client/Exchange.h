@@ -39,7 +39,7 @@ class Exchange {
   void advance(Transport& transport, TimePoint now);
   /// The whole answer is there.
   void answered(Transport& transport);
-  /// The answer did not fit its datagram: the peer is asked over TCP.
+  /// The answer did not fit its datagram: the peer is asked over TCP, at once or when the exchange starts.
   void overflowed(Transport& transport, TimePoint now);
   void refused();
   void streamFailed(Transport& transport);

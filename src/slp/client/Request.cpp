@@ -1,9 +1,11 @@
 #include "slp/client/Request.h"
 
-#include <random>
+#include <chrono>
+#include <unistd.h>
 #include <utility>
 
 #include "slp/wire/Codec.h"
+#include "slp/wire/ServiceType.h"
 #include "slp/wire/Text.h"
 
 namespace slp::client {
@@ -12,9 +14,10 @@ namespace {
 /// Hard to guess, so that whoever does not see the request can hardly forge an answer; never 0, which adverts that
 /// nobody asked for carry.
 std::uint16_t newXid() {
-  std::random_device source;
-  std::uniform_int_distribution<unsigned> distribution(1, 0xFFFF);
-  return static_cast<std::uint16_t>(distribution(source));
+  std::uint16_t xid = 0;
+  if (::getentropy(&xid, sizeof(xid)) != 0)
+    xid = static_cast<std::uint16_t>(std::chrono::steady_clock::now().time_since_epoch().count());
+  return xid == 0 ? std::uint16_t{1} : xid;
 }
 
 wire::Body bodyOf(const ServiceQuery& query, std::string_view previousResponders) {
@@ -47,8 +50,9 @@ std::string subjectOf(const ServiceQuery& query) {
   return "services\n" + wire::folded(query.serviceType);
 }
 
+/// The one who answers for a URL is remembered as its sender, and not as one of many who know its type.
 std::string subjectOf(const AttributeQuery& query) {
-  return "attributes\n" + wire::folded(query.urlOrType);
+  return wire::isServiceType(query.urlOrType) ? "attributes\n" + wire::folded(query.urlOrType) : std::string();
 }
 
 std::string subjectOf(const TypeQuery& query) {
@@ -104,9 +108,10 @@ std::string_view Request::serviceType() const {
   return services == nullptr ? std::string_view{} : std::string_view(services->serviceType);
 }
 
-std::string Request::key() const {
-  return std::visit([](const auto& query) { return subjectOf(query); }, mQuery) + '\n' + wire::folded(scopes()) + '\n' +
-         wire::folded(language());
+std::optional<std::string> Request::key() const {
+  const auto subject = std::visit([](const auto& query) { return subjectOf(query); }, mQuery);
+  if (subject.empty()) return std::nullopt;
+  return subject + '\n' + wire::folded(scopes()) + '\n' + wire::folded(language());
 }
 
 bool Request::isPlain() const {

@@ -33,8 +33,9 @@ class Request {
   /// Where it goes to by multicast.
   Transport::Group group() const;
   std::string_view serviceType() const;
-  /// What a search has in common with another that may have the same responders: kind, type, scopes and language.
-  std::string key() const;
+  /// What a search has in common with others that have the same responders: kind, type, scopes and language. None of a
+  /// question about one URL.
+  std::optional<std::string> key() const;
   /// Whether the answers say all that a responder has of the kind asked for, so that an empty one means that it has
   /// nothing.
   bool isPlain() const;

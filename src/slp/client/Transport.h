@@ -25,7 +25,7 @@ class Transport {
 
   struct Event {
     EventKind kind = EventKind::kTimeUp;
-    std::span<const std::byte> bytes;  ///< of a datagram or message; until the next call of anything here
+    std::span<const std::byte> bytes;  ///< of a datagram or message; until the next wait or closeStream
     net::Endpoint from;                ///< of a datagram, message, failed stream, or the port that refused a datagram
     StreamId stream = 0;
   };

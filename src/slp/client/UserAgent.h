@@ -16,6 +16,8 @@ struct Target {
   std::optional<net::Endpoint> host;
 };
 
+class Search;
+
 /// Searches (RFC 2608, sections 6.3, 8.1, 10 and 12). Holds nothing of its own but references: many threads may search
 /// at once, each with its own transport. Every search hands out what this process has registered first.
 class UserAgent {
@@ -34,6 +36,9 @@ class UserAgent {
                     Transport& transport, const TextSink& found) const;
 
  private:
+  /// The agent that sent the URL, or its host; directory agents; this machine's agent; everybody.
+  void askForUrl(Search& search, const std::string& url, const config::Settings& settings, Transport& transport) const;
+
   const LocalServices& mLocal;
   DirectoryAgents& mDirectoryAgents;
   KnownResponders& mResponders;

@@ -1,0 +1,112 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+
+#include "slp/client/KnownResponders.h"
+#include "slp/client/Queries.h"
+#include "slp/client/Transport.h"
+#include "slp/wire/Message.h"
+
+namespace slp::client {
+
+/// Who sent an answer, and how much it is worth.
+struct Source {
+  net::Endpoint agent;    ///< where it can be asked for more
+  bool inCharge = false;  ///< asked because the question is about what it has itself
+  bool cut = false;       ///< the answer did not fit; the whole of it is asked for
+};
+
+/// Makes results of answers: checks them, takes each once and hands it out, while the clock of the search stands still.
+/// For one thread.
+class Collector {
+ public:
+  /// Of an answer: it has nothing, it has results (even if they had been seen before); no more are needed; the one who
+  /// searches wants no more.
+  enum class Taken { kNothing, kResults, kEnough, kStopped };
+
+  /// `maxResults`: less than 1 for all.
+  Collector(Transport& transport, int maxResults);
+  virtual ~Collector() = default;
+  Collector(const Collector&) = delete;
+  Collector& operator=(const Collector&) = delete;
+
+  /// Of an answer without an error.
+  virtual Taken take(const wire::Body& answer, const Source& source) = 0;
+  /// Hands out what was kept in the hope of something better, when the search has ended without.
+  virtual Taken finish() { return Taken::kNothing; }
+  std::size_t results() const { return mResults; }
+
+ protected:
+  /// Calls `give`, unless `key` has had its call before.
+  template <typename Give>
+  Taken once(std::string key, Give give) {
+    if (!mSeen.insert(std::move(key)).second) return Taken::kResults;
+    ++mResults;
+    mTransport.pauseClock();
+    const bool more = give();
+    mTransport.resumeClock();
+    if (!more) return Taken::kStopped;
+    return mResults >= mMaxResults ? Taken::kEnough : Taken::kResults;
+  }
+
+ private:
+  Transport& mTransport;
+  std::size_t mMaxResults;
+  std::size_t mResults = 0;
+  std::unordered_set<std::string> mSeen;
+};
+
+/// URLs. One that says which type it is ("service:...", or any scheme when the type asked for has no "service:") must
+/// be of the type asked for; another, like "http://...", can be registered as a service of any type. Remembers who sent
+/// it.
+class ServiceCollector final : public Collector {
+ public:
+  ServiceCollector(const ServiceQuery& query, Transport& transport, int maxResults, KnownResponders& responders,
+                   const UrlSink& sink);
+  Taken take(const wire::Body& answer, const Source& source) override;
+  Taken takeOwn(std::string_view url, std::uint16_t lifetime);
+
+ private:
+  Taken takeFrom(std::string_view url, std::uint16_t lifetime, const Source& source);
+  bool isWanted(std::string_view url) const;
+
+  std::string mType;
+  KnownResponders& mResponders;
+  const UrlSink& mSink;
+};
+
+/// Service types, each once, whatever its case.
+class TypeCollector final : public Collector {
+ public:
+  TypeCollector(const TypeQuery& query, Transport& transport, int maxResults, const TextSink& sink);
+  Taken take(const wire::Body& answer, const Source& source) override;
+  Taken takeOwn(std::string_view type);
+
+ private:
+  std::optional<std::string> mAuthority;
+  const TextSink& mSink;
+};
+
+/// Attribute lists: of a type each distinct one; of a URL the first. An empty list says that the agent does not know
+/// the URL, or nobody of the type, except when it comes from the agent whose URL it is. A list that was cut is kept
+/// until the whole of it comes, and handed out at the end if it never does. Remembers who knows the URL.
+class AttributeCollector final : public Collector {
+ public:
+  AttributeCollector(const AttributeQuery& query, Transport& transport, int maxResults, KnownResponders& responders,
+                     const TextSink& sink);
+  Taken take(const wire::Body& answer, const Source& source) override;
+  Taken takeOwn(std::string_view attributes);
+  Taken finish() override;
+
+ private:
+  std::string mUrl;  ///< empty when the question is about a type
+  KnownResponders& mResponders;
+  const TextSink& mSink;
+  std::map<net::Endpoint, std::string> mCut;
+};
+
+}  // namespace slp::client

@@ -1,0 +1,354 @@
+#include "slp/client/Search.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "slp/client/Errors.h"
+#include "slp/wire/Codec.h"
+#include "slp/wire/Limits.h"
+#include "slp/wire/StringList.h"
+
+namespace slp::client {
+namespace {
+
+/// What has arrived is looked at before a wait counts as over; but after so many events in a row time goes on, so that
+/// a flood cannot hold a search.
+constexpr std::size_t kMaxBacklog = 4'096;
+
+}  // namespace
+
+Search::Search(Request request, const config::Settings& settings, Transport& transport,
+               DirectoryAgents& directoryAgents, KnownResponders& responders, Collector& collector)
+    : mRequest(std::move(request)),
+      mKey(mRequest.key()),
+      mSettings(settings),
+      mTransport(transport),
+      mDirectoryAgents(directoryAgents),
+      mResponders(responders),
+      mCollector(collector),
+      mDeadline(transport.now() + settings.multicastMaximumWait) {
+  if (auto bytes = mRequest.unicast())
+    mTerms = std::make_shared<const Exchange::Terms>(
+        Exchange::Terms{std::move(*bytes), settings.datagramTimeouts, settings.maxDatagramMessage()});
+}
+
+Search::~Search() {
+  for (Peer* peer : mActive)
+    peer->exchange.abandon(mTransport);
+}
+
+void Search::run(const Plan& plan) {
+  if (mTerms == nullptr) return;
+  begin(plan);
+  advance();
+  while (!mOver && !idle()) {
+    const auto event = mTransport.wait(nextDue());
+    handle(event);
+    startWaiting();
+    if (event.kind != Transport::EventKind::kTimeUp && ++mEventsSinceAdvance < kMaxBacklog) continue;
+    mEventsSinceAdvance = 0;
+    advance();
+  }
+}
+
+void Search::begin(const Plan& plan) {
+  mPlan = plan;
+  for (const auto& host : plan.hosts)
+    ask(host, Purpose::kHost);
+  if (plan.thisMachine) {
+    const auto family = mSettings.useIpv4 ? net::Family::kV4 : net::Family::kV6;
+    ask({net::Address::loopback(family), mSettings.port}, Purpose::kThisMachine);
+  }
+  if (!plan.directoryAgents) return;
+  configureDirectoryAgents();
+  askDirectoryAgents();
+}
+
+Search::Peer& Search::ask(const net::Endpoint& endpoint, Purpose purpose) {
+  if (const auto known = mPeerOfEndpoint.find(endpoint); known != mPeerOfEndpoint.end()) return *known->second;
+  auto& peer =
+      mPeers.emplace_back(Peer{Exchange(endpoint, mTerms, purpose == Purpose::kKnown), purpose, std::string(), false});
+  mPeerOfEndpoint.emplace(endpoint, &peer);
+  mWaiting.push_back(&peer);
+  return peer;
+}
+
+void Search::configureDirectoryAgents() {
+  const auto& hosts = mSettings.directoryAgents;
+  if (!mDirectoryAgents.claimConfiguration(hosts, mTransport.now())) return;
+  std::vector<net::Endpoint> endpoints;
+  for (const auto& host : hosts) {
+    for (const auto& address : mTransport.resolve(host))
+      endpoints.push_back({address, mSettings.port});
+  }
+  mDirectoryAgents.configure(endpoints, mSettings.scopes);
+}
+
+void Search::askDirectoryAgents() {
+  if (!mPlan.directoryAgents) return;
+  for (const auto& agent : mDirectoryAgents.serving(mRequest.scopes(), mTransport.now())) {
+    auto& peer = ask(agent.endpoint, Purpose::kDirectoryAgent);
+    if (peer.purpose == Purpose::kKnown) peer.purpose = Purpose::kDirectoryAgent;
+    peer.scopes = agent.scopes;
+  }
+}
+
+void Search::askKnownResponders() {
+  if (mKnownAsked || !mKey || (mRounds->rounds() < 2 && !mRounds->done())) return;
+  mKnownAsked = true;
+  for (const auto& responder : mResponders.of(*mKey)) {
+    if (!mRounds->knows(responder.address)) ask(responder, Purpose::kKnown);
+  }
+}
+
+void Search::startWaiting() {
+  while (!mOver && !mWaiting.empty() && mActive.size() < limits::kMaxExchanges) {
+    Peer* peer = mWaiting.front();
+    mWaiting.pop_front();
+    peer->exchange.advance(mTransport, mTransport.now());
+    mActive.push_back(peer);
+  }
+}
+
+bool Search::needsMulticast() const {
+  if (!mPlan.multicast || mRounds) return false;
+  if (!mPlan.directoryAgents || isDirectoryAgentType(mRequest.serviceType())) return true;
+  const auto scopes = wire::splitList(mRequest.scopes());
+  return !std::all_of(scopes.begin(), scopes.end(), [&](std::string_view scope) { return isServed(scope); });
+}
+
+bool Search::isServed(std::string_view scope) const {
+  return std::any_of(mPeers.begin(), mPeers.end(), [&](const Peer& peer) {
+    const bool hopeful = !peer.exchange.over() || peer.served;
+    return hopeful && wire::contains(peer.scopes, scope);
+  });
+}
+
+void Search::beginMulticast() {
+  const auto bytes = mRequest.multicast({});
+  const std::size_t size = bytes ? bytes->size() : 0;
+  const std::size_t limit = mSettings.maxDatagramMessage();
+  mTooLong = size > limit;
+  mRounds.emplace(mSettings.multicastTimeouts, mTooLong ? 0 : limit - size);
+  if (mTooLong) mRounds->stop();
+  if (!mTooLong && mPlan.directoryAgents) beginDiscovery();
+}
+
+void Search::beginDiscovery() {
+  if (isDirectoryAgentType(mRequest.serviceType())) return;
+  if (!mDirectoryAgents.claimDiscovery(mTransport.now(), mSettings.daActiveDiscoveryInterval)) return;
+  mDiscoveryRequest.emplace(
+      ServiceQuery{std::string(kDirectoryAgentType), mRequest.scopes(), std::string(), mRequest.language()});
+  const auto bytes = mDiscoveryRequest->multicast({});
+  const std::size_t size = bytes ? bytes->size() : 0;
+  const std::size_t limit = mSettings.maxDatagramMessage();
+  mDiscovery.emplace(mSettings.daDiscoveryTimeouts, size > limit ? 0 : limit - size);
+  if (size > limit) mDiscovery->stop();
+}
+
+void Search::advance() {
+  const auto now = mTransport.now();
+  if (now >= mDeadline) return end(End::kComplete);
+  for (Peer* peer : mActive)
+    peer->exchange.advance(mTransport, now);
+  settle();
+  if (needsMulticast()) beginMulticast();
+  if (mRounds) advanceRounds(now);
+  if (mDiscovery) advanceDiscovery(now);
+  startWaiting();
+  settle();
+}
+
+void Search::advanceRounds(TimePoint now) {
+  if (mRounds->step(now) == Convergence::Step::kSend) {
+    const auto bytes = mRequest.multicast(mRounds->previousResponders());
+    const auto interfaces = bytes ? mTransport.multicast(*bytes, mRequest.group(), mRequest.serviceType()) : 0;
+    if (interfaces == 0 && mRounds->rounds() == 1) {
+      mNoInterface = true;
+      mRounds->stop();
+    }
+  }
+  askKnownResponders();
+}
+
+void Search::advanceDiscovery(TimePoint now) {
+  if (mNoInterface) mDiscovery->stop();
+  if (mDiscovery->step(now) != Convergence::Step::kSend) return;
+  const auto bytes = mDiscoveryRequest->multicast(mDiscovery->previousResponders());
+  if (bytes) mTransport.multicast(*bytes, mDiscoveryRequest->group(), kDirectoryAgentType);
+}
+
+TimePoint Search::nextDue() const {
+  auto due = mDeadline;
+  if (mRounds && !mRounds->done()) due = std::min(due, mRounds->due());
+  if (mDiscovery && !mDiscovery->done()) due = std::min(due, mDiscovery->due());
+  for (const Peer* peer : mActive) {
+    if (peer->exchange.active()) due = std::min(due, peer->exchange.due());
+  }
+  return due;
+}
+
+/// The search for directory agents is not waited for.
+bool Search::idle() const {
+  return mActive.empty() && mWaiting.empty() && (!mRounds || mRounds->done()) && !needsMulticast();
+}
+
+void Search::settle() {
+  for (Peer* peer : mActive) {
+    if (peer->exchange.over()) settle(*peer);
+  }
+  std::erase_if(mActive, [](const Peer* peer) { return peer->exchange.over(); });
+}
+
+void Search::settle(Peer& peer) {
+  const auto state = peer.exchange.state();
+  if (peer.purpose == Purpose::kHost) {
+    mHostAnswered |= state == Exchange::State::kAnswered;
+    mHostRefused |= state == Exchange::State::kRefused;
+    mHostSilent |= state == Exchange::State::kSilent;
+  }
+  if (state == Exchange::State::kAnswered) return;
+  if (peer.purpose == Purpose::kDirectoryAgent) mDirectoryAgents.silent(peer.exchange.peer(), mTransport.now());
+  if (peer.purpose == Purpose::kKnown && mKey) mResponders.forget(*mKey, peer.exchange.peer());
+}
+
+void Search::handle(const Transport::Event& event) {
+  switch (event.kind) {
+    case Transport::EventKind::kDatagram:
+      datagram(event);
+      break;
+    case Transport::EventKind::kStreamMessage:
+      streamMessage(event);
+      break;
+    case Transport::EventKind::kStreamFailed:
+      if (Peer* peer = peerOf(event.stream)) peer->exchange.streamFailed(mTransport);
+      break;
+    case Transport::EventKind::kRefused:
+      if (const auto peer = mPeerOfEndpoint.find(event.from); peer != mPeerOfEndpoint.end())
+        peer->second->exchange.refused();
+      break;
+    case Transport::EventKind::kCancelled:
+      end(End::kCancelled);
+      break;
+    case Transport::EventKind::kTimeUp:
+      break;
+  }
+  settle();
+}
+
+void Search::datagram(const Transport::Event& event) {
+  const auto decoded = wire::decode(event.bytes);
+  const auto* message = std::get_if<wire::Message>(&decoded);
+  if (message == nullptr) return;
+  const auto* advert = std::get_if<wire::DirectoryAgentAdvert>(&message->body);
+  if (advert != nullptr && mDiscoveryRequest && mDiscoveryRequest->answeredBy(*message))
+    return discovered(*advert, event.from);
+  if (!mRequest.answeredBy(*message)) return;
+  Peer* peer = peerOf(event.from);
+  // Without a request to the group, only those who were asked may answer.
+  if (peer == nullptr && !mRounds) return;
+  reply(*message, event.from, peer, !message->header.overflow);
+}
+
+void Search::streamMessage(const Transport::Event& event) {
+  Peer* peer = peerOf(event.stream);
+  if (peer == nullptr) return;
+  const auto decoded = wire::decode(event.bytes);
+  const auto* message = std::get_if<wire::Message>(&decoded);
+  if (message == nullptr || !mRequest.answeredBy(*message)) return peer->exchange.streamFailed(mTransport);
+  reply(*message, peer->exchange.peer(), peer, true);
+}
+
+void Search::reply(const wire::Message& message, const net::Endpoint& from, Peer* peer, bool whole) {
+  const auto error = errorOf(message.body);
+  if (error == wire::ErrorCode::kOk) {
+    const net::Endpoint agent = peer != nullptr ? peer->exchange.peer() : net::Endpoint{from.address, mSettings.port};
+    mAnswered = true;
+    if (peer != nullptr) peer->served = true;
+    takeResults(message, {agent, peer != nullptr && peer->purpose == Purpose::kHost, !whole}, peer);
+  } else {
+    noteError(error, peer);
+    if (mRounds) hear(from, peer, false);
+  }
+  if (mOver) return;
+  if (whole && peer != nullptr) peer->exchange.answered(mTransport);
+  if (!whole && (peer != nullptr || mPeers.size() < limits::kMaxKnownResponders)) {
+    if (peer == nullptr) peer = &ask({from.address, mSettings.port}, Purpose::kRest);
+    peer->exchange.overflowed(mTransport, mTransport.now());
+  }
+}
+
+void Search::takeResults(const wire::Message& message, const Source& source, const Peer* peer) {
+  if (const auto* advert = std::get_if<wire::DirectoryAgentAdvert>(&message.body))
+    mDirectoryAgents.learn(*advert, source.agent, mSettings.port, mTransport.now());
+  const auto taken = mCollector.take(message.body, source);
+  if (mRounds) hear(source.agent, peer, taken != Collector::Taken::kNothing || source.cut);
+  if (taken == Collector::Taken::kEnough) end(End::kComplete);
+  if (taken == Collector::Taken::kStopped) end(End::kStopped);
+}
+
+/// Keeps the books of who answers such a search.
+void Search::hear(const net::Endpoint& from, const Peer* peer, bool useful) {
+  if (peer == nullptr && useful)
+    mRounds->answered(from.address);
+  else
+    mRounds->list(from.address);
+  const bool byGroup = peer == nullptr || peer->purpose == Purpose::kKnown || peer->purpose == Purpose::kRest;
+  if (!mKey || !byGroup || from.address.isLoopback()) return;
+  const net::Endpoint responder{from.address, mSettings.port};
+  if (useful)
+    mResponders.remember(*mKey, responder);
+  else if (mRequest.isPlain())
+    mResponders.forget(*mKey, responder);
+}
+
+void Search::discovered(const wire::DirectoryAgentAdvert& advert, const net::Endpoint& from) {
+  mDiscovery->answered(from.address);
+  mDirectoryAgents.learn(advert, from, mSettings.port, mTransport.now());
+  askDirectoryAgents();
+}
+
+/// What those say who were asked by themselves counts when nobody knows better. That this machine's agent does not
+/// serve the scopes says nothing about the others.
+void Search::noteError(wire::ErrorCode error, const Peer* peer) {
+  if (peer == nullptr || peer->purpose == Purpose::kKnown || peer->purpose == Purpose::kRest || mError) return;
+  if (peer->purpose == Purpose::kThisMachine && error == wire::ErrorCode::kScopeNotSupported) return;
+  mError = error;
+}
+
+/// An answer may come from another port than the one that was asked.
+Search::Peer* Search::peerOf(const net::Endpoint& from) {
+  auto found = mPeerOfEndpoint.find(from);
+  if (found == mPeerOfEndpoint.end()) found = mPeerOfEndpoint.lower_bound({from.address, 0});
+  if (found == mPeerOfEndpoint.end() || found->first.address != from.address) return nullptr;
+  return found->second;
+}
+
+Search::Peer* Search::peerOf(Transport::StreamId stream) {
+  const auto found =
+      std::find_if(mActive.begin(), mActive.end(), [&](const Peer* peer) { return peer->exchange.owns(stream); });
+  return found == mActive.end() ? nullptr : *found;
+}
+
+void Search::end(End end) {
+  mOver = true;
+  mEnd = end;
+}
+
+Outcome Search::conclude() {
+  if (mEnd != End::kComplete) return {mEnd, SLP_OK};
+  if (mCollector.finish() == Collector::Taken::kStopped) return {End::kStopped, SLP_OK};
+  return {End::kComplete, mCollector.results() > 0 ? SLP_OK : errorOfNothing()};
+}
+
+SLPError Search::errorOfNothing() const {
+  if (mTerms == nullptr) return SLP_PARAMETER_BAD;
+  if (mAnswered) return SLP_OK;
+  if (mError) return errorFor(*mError);
+  if (mTooLong) return SLP_BUFFER_OVERFLOW;
+  const bool onlyHosts = !mRounds && !mPlan.hosts.empty();
+  if (onlyHosts) return mHostSilent || !mHostRefused ? SLP_NETWORK_TIMED_OUT : SLP_NETWORK_ERROR;
+  return mNoInterface ? SLP_NETWORK_ERROR : SLP_OK;
+}
+
+}  // namespace slp::client

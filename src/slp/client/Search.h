@@ -1,0 +1,124 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "slp/client/Collector.h"
+#include "slp/client/Convergence.h"
+#include "slp/client/DirectoryAgents.h"
+#include "slp/client/Exchange.h"
+#include "slp/client/KnownResponders.h"
+#include "slp/client/Request.h"
+#include "slp/config/Settings.h"
+
+namespace slp::client {
+
+/// Whom a search asks, all at once.
+struct Plan {
+  std::vector<net::Endpoint> hosts;  ///< those whom the question is about
+  bool directoryAgents = false;      ///< those that serve the scopes
+  bool thisMachine = false;          ///< the agent of another process here
+  bool multicast = false;            ///< everybody; with `directoryAgents` only for the scopes that none of them serves
+};
+
+/// Asks one question: drives the rounds by multicast and the exchanges by unicast over a transport, and gives the
+/// answers to a collector. May run several plans, one after another; the time limit is that of all. For one thread.
+class Search {
+ public:
+  Search(Request request, const config::Settings& settings, Transport& transport, DirectoryAgents& directoryAgents,
+         KnownResponders& responders, Collector& collector);
+  ~Search();
+  Search(const Search&) = delete;
+  Search& operator=(const Search&) = delete;
+
+  /// Until everybody asked has answered or been silent, the collector has enough, or the search is stopped.
+  void run(const Plan& plan);
+  /// Whether another plan makes sense.
+  bool over() const { return mOver; }
+  /// Lets the collector finish, and says how it went.
+  Outcome conclude();
+  /// Whether one of the hosts of the plans has answered.
+  bool hostAnswered() const { return mHostAnswered; }
+
+ private:
+  enum class Purpose : std::uint8_t { kHost, kDirectoryAgent, kThisMachine, kKnown, kRest };
+  struct Peer {
+    Exchange exchange;
+    Purpose purpose;
+    std::string scopes;  ///< of a directory agent
+    bool served = false;
+  };
+
+  // Asking.
+  void begin(const Plan& plan);
+  Peer& ask(const net::Endpoint& endpoint, Purpose purpose);
+  void askDirectoryAgents();
+  void configureDirectoryAgents();
+  void askKnownResponders();
+  void startWaiting();
+  bool needsMulticast() const;
+  bool isServed(std::string_view scope) const;
+  void beginMulticast();
+  void beginDiscovery();
+
+  // Time.
+  void advance();
+  void advanceRounds(TimePoint now);
+  void advanceDiscovery(TimePoint now);
+  TimePoint nextDue() const;
+  bool idle() const;
+  void settle();
+  void settle(Peer& peer);
+
+  // Answers.
+  void handle(const Transport::Event& event);
+  void datagram(const Transport::Event& event);
+  void streamMessage(const Transport::Event& event);
+  void reply(const wire::Message& message, const net::Endpoint& from, Peer* peer, bool whole);
+  void takeResults(const wire::Message& message, const Source& source, const Peer* peer);
+  void hear(const net::Endpoint& from, const Peer* peer, bool useful);
+  void discovered(const wire::DirectoryAgentAdvert& advert, const net::Endpoint& from);
+  void noteError(wire::ErrorCode error, const Peer* peer);
+  Peer* peerOf(const net::Endpoint& from);
+  Peer* peerOf(Transport::StreamId stream);
+  void end(End end);
+  SLPError errorOfNothing() const;
+
+  Request mRequest;
+  std::optional<std::string> mKey;
+  const config::Settings& mSettings;
+  Transport& mTransport;
+  DirectoryAgents& mDirectoryAgents;
+  KnownResponders& mResponders;
+  Collector& mCollector;
+  std::shared_ptr<const Exchange::Terms> mTerms;
+
+  Plan mPlan;
+  std::deque<Peer> mPeers;  ///< never shrinks: pointers stay good
+  std::map<net::Endpoint, Peer*> mPeerOfEndpoint;
+  std::deque<Peer*> mWaiting;
+  std::vector<Peer*> mActive;  ///< at most limits::kMaxExchanges
+  std::optional<Convergence> mRounds;
+  std::optional<Request> mDiscoveryRequest;
+  std::optional<Convergence> mDiscovery;
+  TimePoint mDeadline{};
+  std::size_t mEventsSinceAdvance = 0;
+
+  bool mOver = false;
+  End mEnd = End::kComplete;
+  bool mKnownAsked = false;
+  bool mTooLong = false;      ///< for a datagram
+  bool mNoInterface = false;  ///< nothing went out by multicast
+  bool mAnswered = false;     ///< somebody has answered without an error
+  bool mHostAnswered = false;
+  bool mHostRefused = false;
+  bool mHostSilent = false;
+  std::optional<wire::ErrorCode> mError;
+};
+
+}  // namespace slp::client

@@ -1,0 +1,125 @@
+#include "slp/client/UserAgent.h"
+
+#include <algorithm>
+
+#include "slp/client/Collector.h"
+#include "slp/client/Search.h"
+#include "slp/wire/ServiceType.h"
+#include "slp/wire/ServiceUrl.h"
+
+namespace slp::client {
+namespace {
+
+/// Addresses of one host's name that are asked; more only multiply the wait for a host that is off.
+constexpr std::size_t kMaxAddressesOfHost = 4;
+
+bool ends(Collector::Taken taken) {
+  return taken >= Collector::Taken::kEnough;
+}
+
+Outcome outcomeOf(Collector::Taken taken) {
+  return {taken == Collector::Taken::kStopped ? End::kStopped : End::kComplete, SLP_OK};
+}
+
+/// The plan of a search that wants everybody: or the one host to which the caller is tied.
+Plan planFor(const Target& target, bool thisMachine) {
+  Plan plan;
+  if (target.host) {
+    plan.hosts.push_back(*target.host);
+    return plan;
+  }
+  plan.directoryAgents = true;
+  plan.thisMachine = thisMachine;
+  plan.multicast = true;
+  return plan;
+}
+
+Outcome runOnce(Search& search, const Plan& plan) {
+  search.run(plan);
+  return search.conclude();
+}
+
+/// Where the host of a URL listens.
+std::vector<net::Endpoint> hostOf(std::string_view url, std::uint16_t port, Transport& transport) {
+  std::vector<net::Endpoint> endpoints;
+  const auto parsed = wire::parseServiceUrl(url);
+  if (!parsed || parsed->host.empty() || !parsed->family.empty()) return endpoints;
+  for (const auto& address : transport.resolve(parsed->host)) {
+    if (address.isMulticast() || endpoints.size() == kMaxAddressesOfHost) continue;
+    endpoints.push_back({address, port});
+  }
+  return endpoints;
+}
+
+}  // namespace
+
+UserAgent::UserAgent(const LocalServices& local, DirectoryAgents& directoryAgents, KnownResponders& responders)
+    : mLocal(local), mDirectoryAgents(directoryAgents), mResponders(responders) {}
+
+Outcome UserAgent::findServices(const ServiceQuery& query, const config::Settings& settings, const Target& target,
+                                Transport& transport, const UrlSink& found) const {
+  ServiceCollector collector(query, transport, settings.maxResults, mResponders, found);
+  if (!target.host) {
+    for (const auto& own : mLocal.findServices(query)) {
+      const auto taken = collector.takeOwn(own.url, own.lifetime);
+      if (ends(taken)) return outcomeOf(taken);
+    }
+  }
+  Search search(Request(query), settings, transport, mDirectoryAgents, mResponders, collector);
+  auto plan = planFor(target, !mLocal.holdsPort());
+  // An agent is asked for what it is itself; the others know nothing of it.
+  if (isDirectoryAgentType(query.serviceType)) plan.thisMachine = false;
+  if (isServiceAgentType(query.serviceType)) plan.directoryAgents = false;
+  return runOnce(search, plan);
+}
+
+Outcome UserAgent::findTypes(const TypeQuery& query, const config::Settings& settings, const Target& target,
+                             Transport& transport, const TextSink& found) const {
+  TypeCollector collector(query, transport, settings.maxResults, found);
+  if (!target.host) {
+    for (const auto& own : mLocal.findTypes(query)) {
+      const auto taken = collector.takeOwn(own);
+      if (ends(taken)) return outcomeOf(taken);
+    }
+  }
+  Search search(Request(query), settings, transport, mDirectoryAgents, mResponders, collector);
+  return runOnce(search, planFor(target, !mLocal.holdsPort()));
+}
+
+Outcome UserAgent::findAttributes(const AttributeQuery& query, const config::Settings& settings, const Target& target,
+                                  Transport& transport, const TextSink& found) const {
+  AttributeCollector collector(query, transport, settings.maxResults, mResponders, found);
+  if (!target.host) {
+    if (const auto own = mLocal.findAttributes(query)) {
+      const auto taken = collector.takeOwn(*own);
+      if (ends(taken)) return outcomeOf(taken);
+    }
+  }
+  Search search(Request(query), settings, transport, mDirectoryAgents, mResponders, collector);
+  if (target.host || wire::isServiceType(query.urlOrType)) return runOnce(search, planFor(target, !mLocal.holdsPort()));
+  askForUrl(search, query.urlOrType, settings, transport);
+  return search.conclude();
+}
+
+void UserAgent::askForUrl(Search& search, const std::string& url, const config::Settings& settings,
+                          Transport& transport) const {
+  const auto sender = mResponders.senderOf(url);
+  Plan hosts;
+  hosts.hosts = sender ? std::vector{*sender} : hostOf(url, settings.port, transport);
+  search.run(hosts);
+  if (search.over()) return;
+  if (sender && !search.hostAnswered()) mResponders.forgetSender(url);
+
+  Plan directoryAgents;
+  directoryAgents.directoryAgents = true;
+  Plan thisMachine;
+  thisMachine.thisMachine = !mLocal.holdsPort();
+  Plan everybody;
+  everybody.multicast = true;
+  for (const auto& plan : {directoryAgents, thisMachine, everybody}) {
+    search.run(plan);
+    if (search.over()) return;
+  }
+}
+
+}  // namespace slp::client
