@@ -1,0 +1,115 @@
+#include "slp/agent/DirectoryAgentFinder.h"
+
+#include <algorithm>
+
+#include "slp/wire/Codec.h"
+#include "slp/wire/Limits.h"
+#include "slp/wire/Message.h"
+
+namespace slp::agent {
+namespace {
+
+constexpr std::size_t kSilentRoundsAtTheEnd = 2;
+
+}  // namespace
+
+DirectoryAgentFinder::DirectoryAgentFinder(Settings settings, PeerSender& sender, std::uint32_t seed)
+    : mSettings(std::move(settings)), mSender(sender), mXid(static_cast<std::uint16_t>(seed)) {}
+
+std::uint16_t DirectoryAgentFinder::nextXid() {
+  if (++mXid == 0) ++mXid;
+  return mXid;
+}
+
+std::string DirectoryAgentFinder::request(std::uint16_t xid, bool multicast) const {
+  std::string responders;
+  if (multicast)
+    for (const std::string& responder : mResponders)
+      responders += (responders.empty() ? "" : ",") + responder;
+  wire::Header header;
+  header.multicast = multicast;
+  header.xid = xid;
+  header.language = mSettings.language;
+  wire::ServiceRequest body;
+  body.previousResponders = responders;
+  body.serviceType = "service:directory-agent";
+  body.scopes = mSettings.scopes;
+  std::string bytes;
+  if (!wire::encode(header, body, bytes) || bytes.size() > mSettings.maxDatagramMessage) bytes.clear();
+  return bytes;
+}
+
+void DirectoryAgentFinder::search(TimePoint at) {
+  if (mSearchDue || mSettings.discoveryTimeouts.empty()) return;
+  mSearchDue = at;
+  mSearchXid = nextXid();
+  mRound = 0;
+  mSilentRounds = 0;
+  mNewResponder = true;  // there is no round yet that could have been silent
+  mResponders.clear();
+}
+
+void DirectoryAgentFinder::searchOn(TimePoint now) {
+  mSilentRounds = mNewResponder ? 0 : mSilentRounds + 1;
+  mNewResponder = false;
+  const std::string message = request(mSearchXid, true);
+  if (message.empty() || mRound == mSettings.discoveryTimeouts.size() || mSilentRounds == kSilentRoundsAtTheEnd) {
+    mSearchDue.reset();
+    return;
+  }
+  mSender.multicast(message);
+  mSearchDue = now + mSettings.discoveryTimeouts[mRound++];
+}
+
+void DirectoryAgentFinder::ask(const net::Endpoint& agent, TimePoint now) {
+  if (mQuestions.size() >= limits::kMaxDirectoryAgents) return;
+  const auto [question, isNew] = mQuestions.try_emplace(agent);
+  if (!isNew) return;
+  question->second.xid = nextXid();
+  question->second.due = now;
+}
+
+void DirectoryAgentFinder::known(const net::Endpoint& agent) {
+  mQuestions.erase(agent);
+}
+
+bool DirectoryAgentFinder::answered(const net::Endpoint& from, std::uint16_t xid) {
+  if (const auto question = mQuestions.find(from); question != mQuestions.end() && question->second.xid == xid) {
+    mQuestions.erase(question);
+    return true;
+  }
+  if (!mSearchDue || mRound == 0 || xid != mSearchXid) return false;
+  std::string responder = from.address.text();
+  if (mResponders.size() < limits::kMaxDirectoryAgents &&
+      std::find(mResponders.begin(), mResponders.end(), responder) == mResponders.end()) {
+    mResponders.push_back(std::move(responder));
+    mNewResponder = true;
+  }
+  return true;
+}
+
+std::vector<net::Endpoint> DirectoryAgentFinder::work(TimePoint now) {
+  if (mSearchDue && *mSearchDue <= now) searchOn(now);
+  std::vector<net::Endpoint> silent;
+  for (auto& [agent, question] : mQuestions) {
+    if (question.due > now) continue;
+    if (question.tries < mSettings.datagramTimeouts.size()) {
+      mSender.datagram(agent, request(question.xid, false));
+      question.due = now + mSettings.datagramTimeouts[question.tries++];
+    } else {
+      silent.push_back(agent);
+      question.tries = 0;
+      question.due = now + kAskAgain;
+    }
+  }
+  return silent;
+}
+
+std::optional<DirectoryAgentFinder::TimePoint> DirectoryAgentFinder::next() const {
+  std::optional<TimePoint> result = mSearchDue;
+  for (const auto& [agent, question] : mQuestions)
+    result = result ? std::min(*result, question.due) : question.due;
+  return result;
+}
+
+}  // namespace slp::agent

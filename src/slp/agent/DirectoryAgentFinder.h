@@ -1,0 +1,72 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "slp/agent/PeerSender.h"
+#include "slp/net/Address.h"
+
+namespace slp::agent {
+
+/// Looks for directory agents by multicast, with the list of those that have answered (RFC 2608, sections 6.3 and
+/// 12.2.1), and asks configured ones for their adverts by unicast. A state machine that sends by a PeerSender; time is
+/// the caller's. For one thread.
+class DirectoryAgentFinder {
+ public:
+  using TimePoint = std::chrono::steady_clock::time_point;
+
+  struct Settings {
+    std::string scopes;
+    std::string language;
+    std::vector<std::chrono::milliseconds> discoveryTimeouts;  ///< behind each multicast request
+    std::vector<std::chrono::milliseconds> datagramTimeouts;   ///< behind each unicast request
+    std::size_t maxDatagramMessage = 1'352;
+  };
+
+  /// A configured agent that was silent is asked again after this.
+  static constexpr std::chrono::seconds kAskAgain{60};
+
+  DirectoryAgentFinder(Settings settings, PeerSender& sender, std::uint32_t seed);
+
+  /// Starts the search by multicast, at `at`. One that is under way goes on.
+  void search(TimePoint at);
+  /// Asks this agent until it answers, and again after a while when it is silent. Once for each.
+  void ask(const net::Endpoint& agent, TimePoint now);
+  /// The agent is known: no need to ask.
+  void known(const net::Endpoint& agent);
+
+  /// An advert with this transaction number has come. False when nothing of ours asked for it.
+  bool answered(const net::Endpoint& from, std::uint16_t xid);
+
+  /// Sends what is due; returns the configured agents that were silent.
+  std::vector<net::Endpoint> work(TimePoint now);
+  std::optional<TimePoint> next() const;
+
+ private:
+  struct Question {
+    std::uint16_t xid = 0;
+    std::size_t tries = 0;
+    TimePoint due;
+  };
+
+  void searchOn(TimePoint now);
+  std::string request(std::uint16_t xid, bool multicast) const;
+  std::uint16_t nextXid();
+
+  Settings mSettings;
+  PeerSender& mSender;
+  std::uint16_t mXid;
+  std::optional<TimePoint> mSearchDue;
+  std::uint16_t mSearchXid = 0;
+  std::size_t mRound = 0;
+  std::size_t mSilentRounds = 0;
+  bool mNewResponder = false;
+  std::vector<std::string> mResponders;
+  std::map<net::Endpoint, Question> mQuestions;
+};
+
+}  // namespace slp::agent

@@ -1,0 +1,162 @@
+#include "slp/agent/PortServer.h"
+
+#include <algorithm>
+#include <array>
+
+#include "slp/agent/ClientExtension.h"
+#include "slp/config/Log.h"
+#include "slp/wire/Codec.h"
+#include "slp/wire/Limits.h"
+
+namespace slp::agent {
+namespace {
+
+constexpr std::chrono::seconds kSweepEvery{1};
+/// How long no connection is taken when the process has run out of descriptors.
+constexpr std::chrono::seconds kAcceptPause{1};
+
+constexpr std::array kFamilies{net::Family::kV4, net::Family::kV6};
+
+ResponderSettings responderSettings(const config::Settings& settings) {
+  ResponderSettings result;
+  result.scopes = settings.scopes;
+  result.saAttributes = settings.saAttributes;
+  result.maxDatagramMessage = settings.maxDatagramMessage();
+  result.allowRemoteRegistrations = settings.allowRemoteRegistrations;
+  return result;
+}
+
+bool hasFunction(std::span<const std::byte> message, wire::Function function) {
+  return message.size() > 1 && message[1] == static_cast<std::byte>(function);
+}
+
+bool changesRegistry(std::span<const std::byte> message) {
+  return hasFunction(message, wire::Function::kServiceRegistration) ||
+         hasFunction(message, wire::Function::kServiceDeregistration);
+}
+
+bool endsWithConnection(const wire::Message& message) {
+  for (const wire::Extension& extension : message.extensions)
+    if (extension.id == kEndsWithConnection) return true;
+  return false;
+}
+
+}  // namespace
+
+PortServer::PortServer(EventLoop& loop, PortHolder& port, Registry& registry, const NetworkView& view,
+                       const config::Settings& settings, Events events)
+    : mLoop(loop),
+      mPort(port),
+      mRegistry(registry),
+      mView(view),
+      mEvents(std::move(events)),
+      mResponder(registry, responderSettings(settings)),
+      mLimiter(limits::kDatagramsPerSecond, limits::kDatagramBurst, limits::kMaxSources),
+      mConnections(
+          loop, Connections::Limits{},
+          [this](Connections::Peer& peer, std::span<const std::byte> message, std::string& reply) {
+            answerPeer(peer, message, reply);
+          },
+          [this](const Connections::Peer& peer) { peerEnded(peer); }),
+      mAnswers(net::UdpSocket::kBatch) {
+  mResponder.onDirectoryAgentAdvert(mEvents.advert);
+  networkChanged();
+  for (const net::Family family : kFamilies)
+    watch(family);
+}
+
+PortServer::~PortServer() {
+  for (const net::Family family : kFamilies) {
+    if (mPort.udp(family).isOpen()) mLoop.forget(mPort.udp(family).fd());
+    if (mPort.listener(family) >= 0) mLoop.forget(mPort.listener(family));
+  }
+}
+
+void PortServer::watch(net::Family family) {
+  if (mPort.udp(family).isOpen()) mLoop.watch(mPort.udp(family).fd(), [this, family] { answerDatagrams(family); });
+  if (mPort.listener(family) >= 0) mLoop.watch(mPort.listener(family), [this, family] { accept(family); });
+}
+
+void PortServer::networkChanged() {
+  mResponder.setOwnAddresses(mView.all());
+}
+
+void PortServer::accept(net::Family family) {
+  const TimePoint now = std::chrono::steady_clock::now();
+  if (mConnections.accept(mPort.listener(family), now)) return;
+  for (const net::Family each : kFamilies)
+    mLoop.waitFor(mPort.listener(each), false, false);
+  mAcceptAgain = now + kAcceptPause;
+  config::logLimited(config::LogLevel::kWarning, "no descriptors",
+                     "no SLP connections can be taken: the process has too many open files");
+}
+
+/// One batch: the other descriptors have their turn before the next.
+void PortServer::answerDatagrams(net::Family family) {
+  net::UdpSocket& socket = mPort.udp(family);
+  const TimePoint now = std::chrono::steady_clock::now();
+  std::size_t count = 0;
+  for (const net::Datagram& request : socket.receive()) {
+    if (!mLimiter.admit(request.from.address, now)) {
+      config::logLimited(config::LogLevel::kWarning, "flood", "too many SLP datagrams of " + request.from.text());
+      continue;
+    }
+    if (answer(request, now, mAnswers[count])) ++count;
+  }
+  if (count > 0) socket.sendAll(std::span(mAnswers).first(count));
+}
+
+bool PortServer::answer(const net::Datagram& request, TimePoint now, net::Outgoing& out) {
+  const std::optional<Source> source = mView.sourceOf(request);
+  if (!source) return false;
+  const bool replies = mResponder.respond(request.bytes, *source, now, out.bytes);
+  if (changesRegistry(request.bytes)) registered(request.bytes, nullptr);
+  if (!replies) return false;
+  mView.address(out, request, *source);
+  return true;
+}
+
+void PortServer::answerPeer(Connections::Peer& peer, std::span<const std::byte> message, std::string& reply) {
+  const Source source = mView.sourceOf(peer.from, peer.to, peer.owner);
+  if (!mResponder.respond(message, source, std::chrono::steady_clock::now(), reply)) reply.clear();
+  if (changesRegistry(message)) registered(message, &peer);
+}
+
+/// Somebody has asked for a change; whether it was granted is for the registry to say.
+void PortServer::registered(std::span<const std::byte> bytes, Connections::Peer* peer) {
+  const auto decoded = wire::decode(bytes);
+  const auto* message = std::get_if<wire::Message>(&decoded);
+  if (message == nullptr) return;
+  if (const auto* registration = std::get_if<wire::ServiceRegistration>(&message->body)) {
+    if (peer != nullptr && endsWithConnection(*message) && mView.isOwn(peer->from.address)) peer->registers = true;
+    mEvents.changed(std::string(registration->entry.url));
+  } else if (const auto* deregistration = std::get_if<wire::ServiceDeregistration>(&message->body)) {
+    mEvents.changed(std::string(deregistration->entry.url));
+  }
+}
+
+void PortServer::peerEnded(const Connections::Peer& peer) {
+  if (!peer.registers) return;
+  mRegistry.removeAll(peer.owner);
+  mEvents.changed({});
+}
+
+void PortServer::work(TimePoint now) {
+  if (mAcceptAgain && *mAcceptAgain <= now) {
+    mAcceptAgain.reset();
+    for (const net::Family family : kFamilies)
+      mLoop.waitFor(mPort.listener(family), true, false);
+  }
+  if (mConnections.size() > 0 && now >= mNextSweep) {
+    mConnections.sweep(now);
+    mNextSweep = now + kSweepEvery;
+  }
+}
+
+std::optional<PortServer::TimePoint> PortServer::next() const {
+  std::optional<TimePoint> result = mAcceptAgain;
+  if (mConnections.size() > 0) result = result ? std::min(*result, mNextSweep) : mNextSweep;
+  return result;
+}
+
+}  // namespace slp::agent

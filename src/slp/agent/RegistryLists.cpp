@@ -1,0 +1,37 @@
+#include "slp/agent/Registry.h"
+#include "slp/agent/RegistryState.h"
+
+// What those need who pass registrations on: texts of their own, to be used without the lock.
+namespace slp::agent {
+
+std::vector<Registration> Registry::ofUrl(std::string_view url, TimePoint now) const {
+  const std::shared_lock lock(mMutex);
+  std::vector<Registration> result;
+  for (const Record* record = mState->head(url); record != nullptr; record = record->nextOfUrl) {
+    if (record->deadline <= now) continue;
+    const Entry entry = entryOf(*record, now);
+    result.push_back({std::string(entry.url), std::string(entry.serviceType), std::string(entry.scopes),
+                      std::string(entry.attributes), std::string(entry.language), entry.lifetime});
+  }
+  return result;
+}
+
+std::vector<std::string> Registry::urls() const {
+  const std::shared_lock lock(mMutex);
+  std::vector<std::string> result;
+  result.reserve(mState->size());
+  for (const auto& [owner, records] : mState->mByOwner)
+    for (const Link* link = records.first(); link != records.end(); link = link->next)
+      if (mState->head(link->record->url()) == link->record) result.emplace_back(link->record->url());
+  return result;
+}
+
+std::vector<std::string> Registry::allTypes() const {
+  const std::shared_lock lock(mMutex);
+  std::vector<std::string> result;
+  for (const Group& group : mState->mGroups)
+    if (!group.scopes.empty()) result.push_back(group.spelling);
+  return result;
+}
+
+}  // namespace slp::agent

@@ -1,0 +1,20 @@
+target_sources(slp_objects PRIVATE
+  ${CMAKE_CURRENT_LIST_DIR}/AgentLoop.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/AgentThread.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/ChangeQueue.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Connections.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/DirectoryAgentFinder.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/DirectoryAgentRegistrar.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/DirectoryAgentService.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/EventLoop.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/GroupList.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/HostLookup.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/NetworkView.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PortClient.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PortHolder.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/PortServer.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/RegistrationMessages.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/RegistryLists.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/ServiceAgent.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/ToldRegistrations.cpp
+)
