@@ -56,7 +56,7 @@ std::string_view serviceTypeOf(std::string_view url) {
   const std::string_view text = trimmed(url);
   // The address of another family starts with a single slash.
   const std::size_t address = text.find(":/");
-  if (isServiceScheme(text)) return text.substr(0, address);
+  if (isServiceScheme(text)) return trimmed(text.substr(0, address));
   const std::size_t end = address != std::string_view::npos ? address : text.find(':');
   if (end == std::string_view::npos) return {};
   const std::string_view scheme = text.substr(0, end);

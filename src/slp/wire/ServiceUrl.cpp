@@ -21,10 +21,19 @@ bool isDecimal(std::string_view text) {
          std::all_of(text.begin(), text.end(), [](char character) { return character >= '0' && character <= '9'; });
 }
 
+/// The name or number of an interface; a percent sign for the sake of "%25".
+bool isZone(std::string_view text) {
+  return !text.empty() && std::all_of(text.begin(), text.end(), [](char character) {
+    const char lower = lowered(character);
+    return (lower >= 'a' && lower <= 'z') || (lower >= '0' && lower <= '9') ||
+           std::string_view("%-._~").find(lower) != kNone;
+  });
+}
+
 /// With or without the zone of a link-local address ("fe80::1%eth0").
 bool isIpv6(std::string_view text) {
   const std::size_t percent = text.find('%');
-  if (percent != kNone && (percent + 1 == text.size() || text.find(':', percent) != kNone)) return false;
+  if (percent != kNone && !isZone(text.substr(percent + 1))) return false;
   const std::string_view address = text.substr(0, percent);
   std::array<char, INET6_ADDRSTRLEN> terminated{};
   if (address.size() >= terminated.size()) return false;

@@ -114,6 +114,8 @@ TEST(ServiceUrl, IsRefused) {
       {"a bare IPv6 address with an empty port", "://2001:db8::5:"},
       {"several colons and no IPv6", "://a:b:80"},
       {"IPv6 with an empty zone", "://[fe80::1%]"},
+      {"a zone with a bracket", "://[fe80::1%1[]"},
+      {"a bare zone with a colon", "://fe80::1%eth0:1:80"},
       {"a line break", "://host\r\nx"},
       {"a NUL", std::string_view("://h\0", 5)},
       {"DEL", "://h\x7F"},
