@@ -10,6 +10,13 @@ namespace {
 
 constexpr auto kNone = std::string_view::npos;
 
+/// A plain loop, because find_first_of calls memchr for every character of long values.
+std::size_t parenthesisFrom(std::string_view text, std::size_t from) {
+  for (std::size_t at = from; at < text.size(); ++at)
+    if (text[at] == '(' || text[at] == ')') return at;
+  return kNone;
+}
+
 }  // namespace
 
 bool isTag(std::string_view text) {
@@ -69,13 +76,13 @@ std::size_t AttributeReader::equalsSign(std::size_t open) const {
 }
 
 std::size_t AttributeReader::closing(std::size_t open, std::size_t equals) {
-  std::size_t at = mList.find_first_of("()", equals + 1);
+  std::size_t at = parenthesisFrom(mList, equals + 1);
   if (at == kNone || mList[at] == ')') return at;
   const std::size_t pair = balanced(open);
   if (pair != kNone) return pair;
   while (at != kNone && mList[at] == '(') {
     if (equalsSign(at) != kNone) return kNone;
-    at = mList.find_first_of("()", at + 1);
+    at = parenthesisFrom(mList, at + 1);
   }
   return at;
 }
@@ -84,7 +91,7 @@ std::size_t AttributeReader::balanced(std::size_t open) {
   if (!mPaired) {
     mPaired = true;
     std::vector<std::size_t> opened;
-    for (std::size_t at = mList.find_first_of("()"); at != kNone; at = mList.find_first_of("()", at + 1)) {
+    for (std::size_t at = parenthesisFrom(mList, 0); at != kNone; at = parenthesisFrom(mList, at + 1)) {
       if (mList[at] == '(') {
         opened.push_back(at);
       } else if (!opened.empty()) {

@@ -28,9 +28,21 @@ void appendEscaped(std::string& out, char character) {
 }  // namespace
 
 bool isReserved(char character) {
-  constexpr std::string_view kReserved = "(),\\!<=>~";
-  const auto byte = static_cast<unsigned char>(character);
-  return byte < 0x20U || byte == 0x7FU || kReserved.find(character) != std::string_view::npos;
+  switch (character) {
+    case '(':
+    case ')':
+    case ',':
+    case '\\':
+    case '!':
+    case '<':
+    case '=':
+    case '>':
+    case '~':
+    case '\x7F':
+      return true;
+    default:
+      return static_cast<unsigned char>(character) < 0x20U;
+  }
 }
 
 std::optional<char> escapedByte(std::string_view text) {
@@ -75,6 +87,7 @@ std::optional<std::string> unescape(std::string_view text, TextKind kind) {
 }
 
 std::string unescapeLeniently(std::string_view text) {
+  if (text.find('\\') == std::string_view::npos) return std::string(text);
   std::string result;
   result.reserve(text.size());
   while (!text.empty()) {
