@@ -45,7 +45,8 @@ void Search::run(const Plan& plan) {
     const auto event = mTransport.wait(nextDue());
     handle(event);
     startWaiting();
-    if (event.kind != Transport::EventKind::kTimeUp && ++mEventsSinceAdvance < kMaxBacklog) continue;
+    const bool more = event.kind != Transport::EventKind::kTimeUp && ++mEventsSinceAdvance < kMaxBacklog;
+    if (more && !needsMulticast()) continue;
     mEventsSinceAdvance = 0;
     advance();
   }
