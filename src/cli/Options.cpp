@@ -3,6 +3,7 @@
 #include <cmath>
 #include <ostream>
 #include <string>
+#include <utility>
 
 #include <CLI/CLI.hpp>
 
@@ -16,6 +17,7 @@ constexpr const char* kFooter =
     "  kvtctl servers search 192.0.2.7    look for a server at an address, or at a host name\n"
     "  kvtctl servers add 192.0.2.7       take what was found into the inventory\n"
     "  kvtctl servers list -o json        for scripts\n"
+    "  kvtctl slp find service:printer    ask the network for services\n"
     "\n"
     "Exit codes:\n"
     "  0  done\n"
@@ -53,7 +55,8 @@ void addGlobals(CLI::App& app, Options& options) {
          "How to print: table or json")
       ->option_text("FORMAT [table]");
   app.add_option_function<double>(
-         "--timeout", [&options](double seconds) { setTimeout(options, seconds); }, "The longest wait for each answer")
+         "--timeout", [&options](double seconds) { setTimeout(options, seconds); },
+         "The longest wait for each answer, or of a search")
       ->option_text("SECONDS [10]");
   app.set_version_flag("--version", "kvtctl " SD_VERSION, "Print the version and exit");
   app.set_help_flag("-h,--help", "Print this and exit");
@@ -88,13 +91,73 @@ void addCommands(CLI::App& app, Options& options) {
              "Its identifier; the server that is asked when left out");
 }
 
+/// The options of "kvtctl slp", and whether it was asked for.
+struct SlpChoice {
+  bool chosen = false;
+  SlpOptions options;
+};
+
+CLI::App& addSlpCommand(CLI::App& group, SlpChoice& choice, SlpCommand command, const char* name, const char* what) {
+  CLI::App* entry = group.add_subcommand(name, what);
+  entry->fallthrough();
+  entry->callback([&choice, command] {
+    choice.chosen = true;
+    choice.options.command = command;
+  });
+  return *entry;
+}
+
+void addSlpOptions(CLI::App& slp, SlpOptions& options) {
+  slp.add_option("--interface", options.interfaces, "Search out of these interfaces only: names or addresses")
+      ->option_text("NAME|ADDRESS[,...]");
+  slp.add_option("--unicast", options.host, "Ask this host only")->option_text("HOST");
+  slp.add_option("--scope", options.scopes, "Search in these scopes, not in the configured ones")
+      ->option_text("SCOPE[,...]");
+  slp.add_option("--port", options.port, "Another port than that of SLP, for trials without privilege")
+      ->option_text("PORT [427]")
+      ->check(CLI::Range(1, 65'535));
+}
+
+void addSlpCommands(CLI::App& app, Options& options, SlpChoice& choice) {
+  CLI::App* slp = app.add_subcommand("slp", "Services in the network, by SLP");
+  slp->require_subcommand(1);
+  slp->fallthrough();
+  addSlpOptions(*slp, choice.options);
+  CLI::App& find = addSlpCommand(*slp, choice, SlpCommand::kFind, "find", "Find the services of a type");
+  find.add_option("TYPE", options.argument, "As service:printer")->option_text(" ")->required();
+  find.add_option("--filter", choice.options.filter, "Only those whose attributes match, as (speed>=10)")
+      ->option_text("FILTER");
+  CLI::App& attributes =
+      addSlpCommand(*slp, choice, SlpCommand::kAttributes, "attrs", "Show the attributes of a service, or of a type");
+  attributes.add_option("URL-or-TYPE", options.argument, "What find shows, or a type")->option_text(" ")->required();
+  addSlpCommand(*slp, choice, SlpCommand::kTypes, "types", "List the types of services that there are");
+  CLI::App& add =
+      addSlpCommand(*slp, choice, SlpCommand::kRegister, "register", "Let a service be found, until interrupted");
+  add.add_option("URL", options.argument, "As service:printer://host:515")->option_text(" ")->required();
+  add.add_option("ATTRS", choice.options.attributes, "As (speed=12),(colour=true)")->option_text(" ");
+  addSlpCommand(*slp, choice, SlpCommand::kAgents, "agents", "List the directory agents and service agents");
+}
+
+/// What is wrong with an empty argument; nothing when there is none, or none is needed.
+const char* emptyArgument(const Options& options) {
+  if (!options.argument.empty()) return nullptr;
+  if (!options.slp) {
+    return options.command == Command::kList ? nullptr : "an empty text is no server's identifier or address";
+  }
+  const bool needsNone = options.slp->command == SlpCommand::kTypes || options.slp->command == SlpCommand::kAgents;
+  return needsNone ? nullptr : "an empty text is no service type or URL";
+}
+
 }  // namespace
 
 std::variant<Options, ExitCode> parseOptions(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
   Options options;
-  CLI::App app("Asks a management server which servers it knows, and changes that list.", "kvtctl");
+  SlpChoice slp;
+  CLI::App app("Asks a management server which servers it knows, changes that list, and finds services by SLP.",
+               "kvtctl");
   addGlobals(app, options);
   addCommands(app, options);
+  addSlpCommands(app, options, slp);
   app.footer(kFooter);
   try {
     app.parse(argc, argv);
@@ -105,9 +168,10 @@ std::variant<Options, ExitCode> parseOptions(int argc, const char* const* argv, 
     err << "kvtctl: " << neutralise(wrong.what()) << "\nTry kvtctl --help.\n";
     return ExitCode::kUsage;
   }
+  if (slp.chosen) options.slp = std::move(slp.options);
   if (options.argument.empty() && options.command == Command::kDetails) options.argument = "self";
-  if (options.argument.empty() && options.command != Command::kList) {
-    err << "kvtctl: an empty text is no server's identifier or address\nTry kvtctl --help.\n";
+  if (const char* wrong = emptyArgument(options)) {
+    err << "kvtctl: " << wrong << "\nTry kvtctl --help.\n";
     return ExitCode::kUsage;
   }
   return options;

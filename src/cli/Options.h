@@ -1,7 +1,9 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <iosfwd>
+#include <optional>
 #include <string>
 #include <variant>
 
@@ -12,10 +14,24 @@ namespace cli {
 enum class Command { kList, kSearch, kAdd, kRemove, kDetails };
 enum class Format { kTable, kJson };
 
+enum class SlpCommand { kFind, kAttributes, kTypes, kRegister, kAgents };
+
+/// What "kvtctl slp" needs beside the others' options.
+struct SlpOptions {
+  SlpCommand command = SlpCommand::kFind;
+  std::string attributes;  ///< of a registration
+  std::string filter;
+  std::string scopes;      ///< empty: the configured ones
+  std::string interfaces;  ///< names or addresses; empty: all
+  std::string host;        ///< the only one to ask; empty: the network
+  std::uint16_t port = 0;  ///< 0: the configured one
+};
+
 /// What the command line asks for.
 struct Options {
   Command command = Command::kList;
-  std::string argument;  ///< the address or identifier; "self" for details without one
+  std::optional<SlpOptions> slp;  ///< of a command of "kvtctl slp", and then `command` says nothing
+  std::string argument;           ///< the address or identifier; "self" for details without one; a URL or service type
   std::string server = "http://127.0.0.1:8443";
   Format format = Format::kTable;
   std::chrono::milliseconds timeout{10'000};

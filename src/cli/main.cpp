@@ -1,3 +1,4 @@
+#include <csignal>
 #include <exception>
 #include <iostream>
 #include <variant>
@@ -5,15 +6,48 @@
 #include "cli/Commands.h"
 #include "cli/Options.h"
 #include "cli/ServerApi.h"
+#include "cli/SlpCommands.h"
 #include "httpclient/HttpClient.h"
+
+namespace {
+
+/// Blocked before there are threads, the signals wait for awaitEnd() whoever they are sent to.
+sigset_t blockEndSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGINT);
+  sigaddset(&signals, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  return signals;
+}
+
+cli::ExitCode runSlp(const cli::Options& options) {
+  if (options.slp->command != cli::SlpCommand::kRegister) {
+    cli::sendSlpLogTo(std::cerr);
+    return cli::runSlpCommand(options, std::cout, std::cerr, [] {});
+  }
+  const sigset_t signals = blockEndSignals();
+  cli::sendSlpLogTo(std::cerr);
+  return cli::runSlpCommand(options, std::cout, std::cerr, [&signals] {
+    int signal = 0;
+    sigwait(&signals, &signal);
+  });
+}
+
+cli::ExitCode run(const cli::Options& options) {
+  if (options.slp) return runSlp(options);
+  const cli::ServerApi server(httpclient::perform, options.server, options.timeout);
+  return cli::runCommand(options, server, std::cout, std::cerr);
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
   try {
     const auto parsed = cli::parseOptions(argc, argv, std::cout, std::cerr);
     if (const auto* code = std::get_if<cli::ExitCode>(&parsed)) return static_cast<int>(*code);
     const auto& options = std::get<cli::Options>(parsed);
-    const cli::ServerApi server(httpclient::perform, options.server, options.timeout);
-    const cli::ExitCode code = cli::runCommand(options, server, std::cout, std::cerr);
+    const cli::ExitCode code = run(options);
     if (std::cout.flush()) return static_cast<int>(code);
     std::cerr << "kvtctl: cannot write the output\n";
     return static_cast<int>(cli::ExitCode::kRefused);
