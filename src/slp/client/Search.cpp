@@ -27,6 +27,8 @@ Search::Search(Request request, const config::Settings& settings, Transport& tra
       mResponders(responders),
       mCollector(collector),
       mDeadline(transport.now() + settings.multicastMaximumWait) {
+  // A handle that is tied to some networks has other responders than one that is not.
+  if (mKey) *mKey += '\n' + transport.networks();
   if (auto bytes = mRequest.unicast())
     mTerms = std::make_shared<const Exchange::Terms>(
         Exchange::Terms{std::move(*bytes), settings.datagramTimeouts, settings.maxDatagramMessage()});
@@ -132,11 +134,10 @@ void Search::beginMulticast() {
   mTooLong = size > limit;
   mRounds.emplace(mSettings.multicastTimeouts, mTooLong ? 0 : limit - size);
   if (mTooLong) mRounds->stop();
-  if (!mTooLong && mPlan.directoryAgents) beginDiscovery();
 }
 
 void Search::beginDiscovery() {
-  if (isDirectoryAgentType(mRequest.serviceType())) return;
+  if (!mPlan.directoryAgents || isDirectoryAgentType(mRequest.serviceType())) return;
   if (!mDirectoryAgents.claimDiscovery(mTransport.now(), mSettings.daActiveDiscoveryInterval)) return;
   mDiscoveryRequest.emplace(
       ServiceQuery{std::string(kDirectoryAgentType), mRequest.scopes(), std::string(), mRequest.language()});
@@ -164,16 +165,18 @@ void Search::advanceRounds(TimePoint now) {
   if (mRounds->step(now) == Convergence::Step::kSend) {
     const auto bytes = mRequest.multicast(mRounds->previousResponders());
     const auto interfaces = bytes ? mTransport.multicast(*bytes, mRequest.group(), mRequest.serviceType()) : 0;
-    if (interfaces == 0 && mRounds->rounds() == 1) {
-      mNoInterface = true;
-      mRounds->stop();
+    if (mRounds->rounds() == 1) {
+      mNoInterface = interfaces == 0;
+      if (mNoInterface)
+        mRounds->stop();
+      else
+        beginDiscovery();
     }
   }
   askKnownResponders();
 }
 
 void Search::advanceDiscovery(TimePoint now) {
-  if (mNoInterface) mDiscovery->stop();
   if (mDiscovery->step(now) != Convergence::Step::kSend) return;
   const auto bytes = mDiscoveryRequest->multicast(mDiscovery->previousResponders());
   if (bytes) mTransport.multicast(*bytes, mDiscoveryRequest->group(), kDirectoryAgentType);

@@ -213,6 +213,13 @@ std::size_t SocketTransport::multicast(std::string_view message, Group group, st
   return took.size();
 }
 
+std::string SocketTransport::networks() const {
+  std::string networks;
+  for (const auto& one : mState->wanted)
+    networks += one + ',';
+  return networks;
+}
+
 bool SocketTransport::sendTo(std::string_view message, const net::Endpoint& to) {
   auto* socket = mState->socketOf(to.address.family);
   if (socket == nullptr) return false;

@@ -24,6 +24,7 @@ class SocketTransport final : public Transport {
   ~SocketTransport() override;
 
   std::size_t multicast(std::string_view message, Group group, std::string_view serviceType) override;
+  std::string networks() const override;
   bool sendTo(std::string_view message, const net::Endpoint& to) override;
   StreamId openStream(const net::Endpoint& to, std::string_view message) override;
   void closeStream(StreamId stream) override;

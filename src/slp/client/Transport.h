@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -35,6 +36,8 @@ class Transport {
   /// Sends once out of every suitable interface (or those that the handle is tied to), in both families. The number of
   /// interfaces that took it: 0 when there is no network at all. `serviceType` chooses the group of kService.
   virtual std::size_t multicast(std::string_view message, Group group, std::string_view serviceType) = 0;
+  /// The interfaces to which it is tied, as one text that tells them from others; empty for every suitable one.
+  virtual std::string networks() const { return {}; }
   /// False when it could not be sent.
   virtual bool sendTo(std::string_view message, const net::Endpoint& to) = 0;
   /// Connects and sends; whole messages come back as events until closeStream or failure.

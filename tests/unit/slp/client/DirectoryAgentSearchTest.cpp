@@ -106,6 +106,16 @@ TEST(DirectoryAgentSearch, LooksForThemBesideTheQueryAndNotBeforeIt) {
   EXPECT_EQ(one.network.countOf(Via::kGroup), 3U) << "it is not looked for again so soon";
 }
 
+TEST(DirectoryAgentSearch, LooksForThemOnlyWhenThereIsANetwork) {
+  Searching one;
+  one.settings.daActiveDiscoveryInterval = 900s;
+  one.network.add(directoryAgent(kDirectory, {"service:test://d"}));
+  one.network.interfaces = 0;
+  EXPECT_THAT(one.services(), IsEmpty());
+  one.network.interfaces = 1;
+  EXPECT_THAT(one.services(), ElementsAre("service:test://d"));
+}
+
 TEST(DirectoryAgentSearch, AsksTheOneThatIsFoundMeanwhile) {
   Searching one;
   one.settings.daActiveDiscoveryInterval = 900s;

@@ -52,6 +52,7 @@ class FakeNetwork final : public Transport {
   std::size_t interfaces = 1;
   std::map<std::string, std::vector<net::Address>, std::less<>> names;
   std::optional<TimePoint> cancelAt;
+  std::string tiedTo;
 
   FakeAgent& add(FakeAgent agent);
   void remove(const net::Address& address) { mAgents.erase(address); }
@@ -77,6 +78,7 @@ class FakeNetwork final : public Transport {
 
   // Transport.
   std::size_t multicast(std::string_view message, Group group, std::string_view serviceType) override;
+  std::string networks() const override { return tiedTo; }
   bool sendTo(std::string_view message, const net::Endpoint& to) override;
   StreamId openStream(const net::Endpoint& to, std::string_view message) override;
   void closeStream(StreamId stream) override { mOpen.erase(stream); }

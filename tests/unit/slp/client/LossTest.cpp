@@ -60,6 +60,17 @@ TEST(Loss, OfAResponderIsNoticedWithinOneSearch) {
   EXPECT_EQ(one.took, 750ms);
 }
 
+TEST(Loss, IsNotMadeGoodWithRespondersOfOtherNetworks) {
+  Searching one;
+  const auto gone = endpoint("10.0.0.1");
+  one.network.add(serviceAgent(gone, {"service:test://1"}));
+  one.services();
+  one.network.remove(gone.address);
+  one.network.tiedTo = "eth1";
+  one.services();
+  EXPECT_EQ(one.network.countTo(gone), 0U);
+}
+
 TEST(Loss, OfAServiceIsNoticedAtOnceWhenItsPortRefuses) {
   Searching one;
   const auto gone = endpoint("10.0.0.1");
