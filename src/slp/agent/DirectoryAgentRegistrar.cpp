@@ -122,7 +122,7 @@ std::optional<DirectoryAgentRegistrar::Flight> DirectoryAgentRegistrar::prepare(
   Flight flight;
   flight.task = task;
   if (task.deregister) {
-    flight.message = deregistrationMessage(task.key.url, task.key.language, task.scopes, xid);
+    flight.message = deregistrationMessage(task.key.url, task.key.language, task.scopes, xid, false);
   } else {
     for (const Registration& registration : mServices.of(task.key.url)) {
       if (registration.language != task.key.language) continue;

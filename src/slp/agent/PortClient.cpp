@@ -123,7 +123,7 @@ void PortClient::take(std::span<const std::byte> bytes, TimePoint now) {
 }
 
 std::string PortClient::messageFor(const ToldRegistrations::Task& task, std::uint16_t xid, Flight& flight) {
-  if (task.deregister) return deregistrationMessage(task.key.url, task.key.language, task.scopes, xid);
+  if (task.deregister) return deregistrationMessage(task.key.url, task.key.language, task.scopes, xid, true);
   for (const Registration& registration : mLookup(task.key.url)) {
     if (registration.language != task.key.language) continue;
     const WireLifetime lifetime = wireLifetime(registration.lifetime, {}, kWireLifetime);

@@ -53,13 +53,14 @@ std::string registrationMessage(const Registration& registration, std::string_vi
 }
 
 std::string deregistrationMessage(std::string_view url, std::string_view language, std::string_view scopes,
-                                  std::uint16_t xid) {
+                                  std::uint16_t xid, bool tied) {
   wire::Message message;
   message.header.xid = xid;
   message.header.language = language;
   wire::ServiceDeregistration& body = message.body.emplace<wire::ServiceDeregistration>();
   body.scopes = scopes;
   body.entry.url = url;
+  if (tied) message.extensions.push_back({kEndsWithConnection, {}});
   return encoded(message);
 }
 

@@ -31,8 +31,8 @@ std::chrono::seconds minimumRefreshOf(std::string_view directoryAgentAttributes)
 /// Empty when it cannot be encoded.
 std::string registrationMessage(const Registration& registration, std::string_view scopes, std::uint16_t lifetime,
                                 std::uint16_t xid, bool tied);
-/// SrvDeReg (RFC 2608, section 10.6).
+/// SrvDeReg (RFC 2608, section 10.6); `tied` as it was registered.
 std::string deregistrationMessage(std::string_view url, std::string_view language, std::string_view scopes,
-                                  std::uint16_t xid);
+                                  std::uint16_t xid, bool tied);
 
 }  // namespace slp::agent

@@ -8,6 +8,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "slp/agent/Registration.h"
@@ -79,6 +80,11 @@ class ToldRegistrations {
     std::optional<TimePoint> due;
   };
   using Items = std::map<Key, Item>;
+  struct Earlier {
+    bool operator()(const std::pair<TimePoint, const Key*>& left, const std::pair<TimePoint, const Key*>& right) const {
+      return left.first != right.first ? left.first < right.first : *left.second < *right.second;
+    }
+  };
 
   void schedule(Items::value_type& entry, std::optional<TimePoint> due);
   void erase(Items::iterator item);
@@ -88,7 +94,7 @@ class ToldRegistrations {
   Items::iterator finish(const Task& task);
 
   Items mItems;
-  std::set<std::pair<TimePoint, const Key*>> mQueue;  ///< the keys live in mItems
+  std::set<std::pair<TimePoint, const Key*>, Earlier> mQueue;  ///< the keys live in mItems
   std::size_t mUnderWay = 0;
 };
 

@@ -1,0 +1,196 @@
+#include <gtest/gtest.h>
+
+#include "FakeDirectoryAgent.h"
+#include "slp/agent/DirectoryAgentService.h"
+#include "slp/agent/ServiceAgent.h"
+#include "slp/config/Log.h"
+#include "support/Wait.h"
+
+namespace slp::agent {
+namespace {
+
+using namespace std::chrono_literals;
+using support::waitFor;
+using Urls = std::set<std::string>;
+
+/// A whole service agent, and a directory agent on the same machine.
+class DirectoryAgentServiceTest : public testing::Test {
+ protected:
+  DirectoryAgentServiceTest() {
+    config::setLogSink([](config::LogLevel, std::string_view) {});
+    mSettings.datagramTimeouts = {50ms, 50ms, 50ms, 50ms};
+  }
+  ~DirectoryAgentServiceTest() override { config::setLogSink(nullptr); }
+
+  SLPError add(const std::string& url, const std::string& attributes = "(a=1)",
+               std::uint16_t lifetime = kLifetimeForever) {
+    return mAgent->add({url, "service:test", "DEFAULT", attributes, "en", lifetime}, mSettings);
+  }
+  void announce() { UdpPeer(mPort).send(mDirectoryAgent.advert()); }
+  bool has(const Urls& urls) {
+    return waitFor([&] { return mDirectoryAgent.urls() == urls; });
+  }
+
+  const std::uint16_t mPort = freePort();
+  config::Settings mSettings = loopbackSettings(mPort);
+  FakeDirectoryAgent mDirectoryAgent{freePort()};
+  client::DirectoryAgents mDirectoryAgents;
+  std::unique_ptr<ServiceAgent> mAgent = std::make_unique<ServiceAgent>(mDirectoryAgents);
+};
+
+TEST_F(DirectoryAgentServiceTest, RegistersWithOneThatAnnouncesItself) {
+  ASSERT_EQ(add("service:test://a", "(name=x)"), SLP_OK);
+  announce();
+  ASSERT_TRUE(has({"service:test://a"}));
+  EXPECT_EQ(mDirectoryAgent.attributes().at("service:test://a"), "(name=x)");
+  EXPECT_EQ(mDirectoryAgent.lifetime(), 900);
+  EXPECT_EQ(mDirectoryAgent.overTcp(), 0U);
+}
+
+TEST_F(DirectoryAgentServiceTest, LearnsOfNoneThatAnnouncesItselfWhenThatIsNotWanted) {
+  mSettings.passiveDaDetection = false;
+  ASSERT_EQ(add("service:test://a"), SLP_OK);
+  announce();
+  EXPECT_EQ(UdpPeer(mPort).find("service:test").size(), 1U) << "the advert was before this";
+  EXPECT_TRUE(mDirectoryAgents.all().empty());
+}
+
+TEST_F(DirectoryAgentServiceTest, AsksAConfiguredOneForItsAdvert) {
+  mDirectoryAgents.configure({mDirectoryAgent.endpoint()}, "DEFAULT");
+  ASSERT_EQ(add("service:test://a"), SLP_OK);
+  EXPECT_TRUE(has({"service:test://a"}));
+}
+
+TEST_F(DirectoryAgentServiceTest, FollowsChanges) {
+  mDirectoryAgents.configure({mDirectoryAgent.endpoint()}, "DEFAULT");
+  ASSERT_EQ(add("service:test://a"), SLP_OK);
+  ASSERT_TRUE(has({"service:test://a"}));
+  ASSERT_EQ(add("service:test://b"), SLP_OK);
+  ASSERT_TRUE(has({"service:test://a", "service:test://b"}));
+  ASSERT_EQ(add("service:test://b", "(changed=1)"), SLP_OK);
+  EXPECT_TRUE(waitFor([&] { return mDirectoryAgent.attributes()["service:test://b"] == "(changed=1)"; }));
+  ASSERT_EQ(mAgent->remove("service:test://a"), SLP_OK);
+  EXPECT_TRUE(has({"service:test://b"}));
+}
+
+TEST_F(DirectoryAgentServiceTest, PassesOnWhatAnotherProcessHasRegisteredHere) {
+  mDirectoryAgents.configure({mDirectoryAgent.endpoint()}, "DEFAULT");
+  ASSERT_EQ(add("service:test://a"), SLP_OK);
+  {
+    client::DirectoryAgents none;
+    ServiceAgent other(none);
+    ASSERT_EQ(other.add({"service:test://b", "service:test", "DEFAULT", "", "en", kLifetimeForever}, mSettings),
+              SLP_OK);
+    EXPECT_TRUE(has({"service:test://a", "service:test://b"}));
+  }
+  EXPECT_TRUE(has({"service:test://a"}));
+}
+
+TEST_F(DirectoryAgentServiceTest, RegistersOverTcpWhatIsTooLongForADatagram) {
+  mDirectoryAgents.configure({mDirectoryAgent.endpoint()}, "DEFAULT");
+  const std::string attributes = "(a=" + std::string(20'000, 'x') + ")";
+  ASSERT_EQ(add("service:test://a", attributes), SLP_OK);
+  ASSERT_EQ(add("service:test://b", attributes), SLP_OK);
+  ASSERT_TRUE(has({"service:test://a", "service:test://b"}));
+  EXPECT_EQ(mDirectoryAgent.attributes()["service:test://a"], attributes);
+  EXPECT_EQ(mDirectoryAgent.overTcp(), 2U);
+}
+
+TEST_F(DirectoryAgentServiceTest, RegistersManyInSpiteOfLosses) {
+  mDirectoryAgent.loseHalf();
+  mDirectoryAgents.configure({mDirectoryAgent.endpoint()}, "DEFAULT");
+  Urls urls;
+  for (int i = 0; i < 100; ++i) {
+    urls.insert("service:test://" + std::to_string(i));
+    ASSERT_EQ(add("service:test://" + std::to_string(i)), SLP_OK);
+  }
+  EXPECT_TRUE(has(urls));
+}
+
+TEST_F(DirectoryAgentServiceTest, RegistersAgainWithOneThatHasRestarted) {
+  ASSERT_EQ(add("service:test://a"), SLP_OK);
+  announce();
+  ASSERT_TRUE(has({"service:test://a"}));
+  mDirectoryAgent.forget();
+  mDirectoryAgent.setBootTime(2'000);
+  announce();
+  EXPECT_TRUE(has({"service:test://a"}));
+}
+
+TEST_F(DirectoryAgentServiceTest, ForgetsOneThatGoes) {
+  ASSERT_EQ(add("service:test://a"), SLP_OK);
+  announce();
+  ASSERT_TRUE(has({"service:test://a"}));
+  mDirectoryAgent.setBootTime(0);
+  announce();
+  ASSERT_TRUE(waitFor([&] { return mDirectoryAgents.all().empty(); }));
+  const auto registrations = mDirectoryAgent.registrations();
+  ASSERT_EQ(add("service:test://b"), SLP_OK);
+  EXPECT_EQ(UdpPeer(mPort).find("service:test").size(), 2U);
+  EXPECT_EQ(mDirectoryAgent.registrations(), registrations);
+}
+
+TEST_F(DirectoryAgentServiceTest, DropsOneThatFallsSilentAndReturnsWhenItIsHeard) {
+  ASSERT_EQ(add("service:test://a"), SLP_OK);
+  announce();
+  ASSERT_TRUE(has({"service:test://a"}));
+  mDirectoryAgent.setSilent(true);
+  ASSERT_EQ(add("service:test://b"), SLP_OK);
+  ASSERT_TRUE(waitFor([&] { return mDirectoryAgents.all().empty(); }));
+  mDirectoryAgent.setSilent(false);
+  announce();
+  EXPECT_TRUE(has({"service:test://a", "service:test://b"}));
+}
+
+TEST_F(DirectoryAgentServiceTest, LeavesOneAloneThatRefuses) {
+  mDirectoryAgent.setError(wire::ErrorCode::kScopeNotSupported);
+  mDirectoryAgents.configure({mDirectoryAgent.endpoint()}, "DEFAULT");
+  ASSERT_EQ(add("service:test://a"), SLP_OK);
+  ASSERT_TRUE(waitFor([&] { return mDirectoryAgent.registrations() == 1; }));
+  mDirectoryAgent.setError(wire::ErrorCode::kOk);
+  ASSERT_EQ(add("service:test://b"), SLP_OK);
+  EXPECT_TRUE(has({"service:test://b"}));
+  EXPECT_EQ(mDirectoryAgent.registrations(), 2U);
+}
+
+TEST_F(DirectoryAgentServiceTest, WithdrawsEverythingAtTheEnd) {
+  mDirectoryAgents.configure({mDirectoryAgent.endpoint()}, "DEFAULT");
+  ASSERT_EQ(add("service:test://a"), SLP_OK);
+  ASSERT_EQ(add("service:test://b", "(a=" + std::string(4'000, 'x') + ")"), SLP_OK);
+  ASSERT_TRUE(has({"service:test://a", "service:test://b"}));
+  mAgent.reset();
+  EXPECT_EQ(mDirectoryAgent.urls(), Urls{});
+}
+
+TEST_F(DirectoryAgentServiceTest, EndsInTimeWithADeadOne) {
+  mDirectoryAgents.configure({mDirectoryAgent.endpoint()}, "DEFAULT");
+  for (int i = 0; i < 100; ++i)
+    ASSERT_EQ(add("service:test://" + std::to_string(i)), SLP_OK);
+  ASSERT_TRUE(waitFor([&] { return mDirectoryAgent.urls().size() == 100; }));
+  mDirectoryAgent.setSilent(true);
+  // The bound is the agent's own, and this only tells it from waiting for answers: 100 withdrawals of four tries each.
+  const auto before = std::chrono::steady_clock::now();
+  mAgent.reset();
+  EXPECT_LT(std::chrono::steady_clock::now() - before, 10s);
+}
+
+TEST(HostLookup, KnowsNumericAddressesAtOnce) {
+  HostLookup lookup({"10.0.0.9", "2001:db8::9"}, 427);
+  ASSERT_TRUE(lookup.ready());
+  EXPECT_EQ(lookup.found().size(), 2U);
+}
+
+TEST(HostLookup, FindsTheAddressesOfAName) {
+  HostLookup lookup({"localhost"}, 427);
+  ASSERT_TRUE(waitFor([&] { return lookup.ready(); }));
+  ASSERT_FALSE(lookup.found().empty());
+  EXPECT_TRUE(lookup.found().front().address.isLoopback());
+  EXPECT_EQ(lookup.found().front().port, 427);
+}
+
+TEST(HostLookup, CanBeGivenUp) {
+  const HostLookup lookup({"localhost", "localhost", "localhost", "localhost"}, 427);
+}
+
+}  // namespace
+}  // namespace slp::agent
