@@ -4,15 +4,6 @@
 
 namespace slp::agent {
 
-namespace {
-
-/// About what a parsed list takes: its texts, and a few numbers for each attribute and value.
-std::size_t sizeOf(const wire::AttributeList& list, std::size_t textLength) {
-  return sizeof list + 2 * textLength + 24 * list.size();
-}
-
-}  // namespace
-
 void RecordList::append(Link& link) {
   link.previous = mEnd.previous;
   link.next = &mEnd;
@@ -46,7 +37,7 @@ void Record::setTexts(std::string_view url, std::string_view attributes) {
 const wire::AttributeList& Record::parsed(std::unique_ptr<const wire::AttributeList>& scratch) const {
   if (const auto* kept = mParsed.load(std::memory_order_acquire)) return *kept;
   auto fresh = std::make_unique<const wire::AttributeList>(attributes());
-  const auto size = sizeOf(*fresh, attributesLength);
+  const auto size = fresh->bytes();
   if (!mBudget.take(size)) {
     scratch = std::move(fresh);
     return *scratch;
@@ -59,7 +50,7 @@ const wire::AttributeList& Record::parsed(std::unique_ptr<const wire::AttributeL
 
 void Record::forgetParsed() {
   const std::unique_ptr<const wire::AttributeList> kept(mParsed.exchange(nullptr, std::memory_order_acq_rel));
-  if (kept) mBudget.giveBack(sizeOf(*kept, attributesLength));
+  if (kept) mBudget.giveBack(kept->bytes());
 }
 
 }  // namespace slp::agent
