@@ -352,7 +352,7 @@ SLPError Search::errorOfNothing() const {
   if (mTooLong) return SLP_BUFFER_OVERFLOW;
   const bool onlyHosts = !mRounds && !mPlan.hosts.empty();
   if (onlyHosts) return mHostSilent || !mHostRefused ? SLP_NETWORK_TIMED_OUT : SLP_NETWORK_ERROR;
-  return mNoInterface ? SLP_NETWORK_ERROR : SLP_OK;
+  return mNoInterface && !mPlan.ownAgent ? SLP_NETWORK_ERROR : SLP_OK;
 }
 
 }  // namespace slp::client

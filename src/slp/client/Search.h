@@ -23,6 +23,7 @@ struct Plan {
   std::vector<net::Endpoint> hosts;  ///< those whom the question is about
   bool directoryAgents = false;      ///< those that serve the scopes
   bool thisMachine = false;          ///< the agent of another process here
+  bool ownAgent = false;             ///< the agent of this machine is our own, which has said what it knows
   bool multicast = false;            ///< everybody; with `directoryAgents` only for the scopes that none of them serves
 };
 

@@ -21,15 +21,17 @@ Outcome outcomeOf(Collector::Taken taken) {
   return {taken == Collector::Taken::kStopped ? End::kStopped : End::kComplete, SLP_OK};
 }
 
-/// The plan of a search that wants everybody: or the one host to which the caller is tied.
-Plan planFor(const Target& target, bool thisMachine) {
+/// The plan of a search that wants everybody, or the one host to which the caller is tied. `ownAgent`: this process
+/// serves the port of this machine.
+Plan planFor(const Target& target, bool ownAgent) {
   Plan plan;
   if (target.host) {
     plan.hosts.push_back(*target.host);
     return plan;
   }
   plan.directoryAgents = true;
-  plan.thisMachine = thisMachine;
+  plan.thisMachine = !ownAgent;
+  plan.ownAgent = ownAgent;
   plan.multicast = true;
   return plan;
 }
@@ -66,7 +68,7 @@ Outcome UserAgent::findServices(const ServiceQuery& query, const config::Setting
     }
   }
   Search search(Request(query), settings, transport, mDirectoryAgents, mResponders, collector);
-  auto plan = planFor(target, !mLocal.holdsPort());
+  auto plan = planFor(target, mLocal.holdsPort());
   // An agent is asked for what it is itself; the others know nothing of it.
   if (isDirectoryAgentType(query.serviceType)) plan.thisMachine = false;
   if (isServiceAgentType(query.serviceType)) plan.directoryAgents = false;
@@ -83,7 +85,7 @@ Outcome UserAgent::findTypes(const TypeQuery& query, const config::Settings& set
     }
   }
   Search search(Request(query), settings, transport, mDirectoryAgents, mResponders, collector);
-  return runOnce(search, planFor(target, !mLocal.holdsPort()));
+  return runOnce(search, planFor(target, mLocal.holdsPort()));
 }
 
 Outcome UserAgent::findAttributes(const AttributeQuery& query, const config::Settings& settings, const Target& target,
@@ -96,7 +98,7 @@ Outcome UserAgent::findAttributes(const AttributeQuery& query, const config::Set
     }
   }
   Search search(Request(query), settings, transport, mDirectoryAgents, mResponders, collector);
-  if (target.host || wire::isServiceType(query.urlOrType)) return runOnce(search, planFor(target, !mLocal.holdsPort()));
+  if (target.host || wire::isServiceType(query.urlOrType)) return runOnce(search, planFor(target, mLocal.holdsPort()));
   askForUrl(search, query.urlOrType, settings, transport);
   return search.conclude();
 }
@@ -116,6 +118,7 @@ void UserAgent::askForUrl(Search& search, const std::string& url, const config::
   thisMachine.thisMachine = !mLocal.holdsPort();
   Plan everybody;
   everybody.multicast = true;
+  everybody.ownAgent = mLocal.holdsPort();
   for (const auto& plan : {directoryAgents, thisMachine, everybody}) {
     search.run(plan);
     if (search.over()) return;
