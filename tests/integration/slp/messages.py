@@ -25,7 +25,9 @@ def url_entry(url, lifetime):
 def message(function, body, flags=0, xid=1, language="en"):
     head = text(language)
     length = 12 + len(head) + len(body)
-    return struct.pack("!BB", 2, function) + length.to_bytes(3, "big") + struct.pack("!HHBH", flags, 0, 0, xid) + head + body
+    start = struct.pack("!BB", 2, function) + length.to_bytes(3, "big")
+    # The offset of the first extension, three bytes, stays 0.
+    return start + struct.pack("!HHBH", flags, 0, 0, xid) + head + body
 
 
 def service_request(service_type, scopes="DEFAULT", filter="", previous="", **header):

@@ -28,6 +28,7 @@ class Answer:
     milliseconds: float
     last_calls: int
     errors: list
+    reports: list
     found: list
 
     @property
@@ -104,7 +105,8 @@ class Shell:
 
     def take(self, timeout=60):
         answer = self._next(timeout)
-        return Answer(answer["result"], answer["ms"], answer["lastCalls"], answer["errors"], answer["found"])
+        names = ("result", "ms", "lastCalls", "errors", "reports", "found")
+        return Answer(*(answer[name] for name in names))
 
     def do(self, *fields, timeout=60):
         self.begin(*fields)
@@ -115,11 +117,11 @@ class Shell:
 
     def register(self, url, attributes="", lifetime=FOREVER):
         answer = self.do("register", url, lifetime, attributes)
-        assert answer.result == 0 and answer.errors == [], (url, answer, self.log)
+        assert answer.result == 0 and answer.reports == [0], (url, answer, self.log)
 
     def deregister(self, url):
         answer = self.do("deregister", url)
-        assert answer.result == 0, (url, answer)
+        assert answer.result == 0 and answer.reports == [0], (url, answer)
 
     def find(self, service_type, scopes=None, filter=None):
         answer = self.do("find", service_type, scopes, filter)

@@ -25,18 +25,22 @@ class Recorder:
         self._interface = interface
         self.file = pathlib.Path(folder) / f"{namespace.name}-{interface}-{time.monotonic_ns()}.pcap"
         ports = f"port 427 or udp port {_PROBE_PORT}"
-        self._process = subprocess.Popen(
-            namespace.command("dumpcap", "-q", "-P", "-i", interface, "-f", ports, "-w", self.file),
-            stdout=subprocess.DEVNULL,
-            stderr=subprocess.PIPE,
-        )
+        # Writing to its standard output it leaves no packet in a buffer of its own.
+        command = namespace.command("dumpcap", "-q", "-P", "-i", interface, "-f", ports, "-w", "-")
+        with open(self.file, "wb") as output:
+            self._process = subprocess.Popen(command, stdout=output, stderr=subprocess.PIPE)
         self._wait_for_probe("it records")
 
     def _probe(self, token):
+        """False when the interface is so new that it has no route yet."""
         with socket.socket(socket.AF_INET6, socket.SOCK_DGRAM) as sender:
             index = socket.if_nametoindex(self._interface)
             sender.setsockopt(socket.IPPROTO_IPV6, socket.IPV6_MULTICAST_IF, index)
-            sender.sendto(token, ("ff02::1", _PROBE_PORT, 0, index))
+            try:
+                sender.sendto(token, ("::1" if self._interface == "lo" else "ff02::1", _PROBE_PORT, 0, index))
+            except OSError:
+                return False
+            return True
 
     def _wait_for_probe(self, what):
         """A probe that is in the file says that whatever was sent before it is there, too."""
@@ -44,8 +48,7 @@ class Recorder:
 
         def seen():
             assert self._process.poll() is None, self._process.stderr.read()
-            self._namespace.call(self._probe, token)
-            return self.file.exists() and token in self.file.read_bytes()
+            return self._namespace.call(self._probe, token) and token in self.file.read_bytes()
 
         wait_for(seen, 20, what)
 
@@ -79,5 +82,5 @@ class Recorder:
     def assert_well_formed(self):
         """What every recording must hold: messages, and no fault in any of them."""
         assert self.count("srvloc") > 0
-        faults = self._tshark(f"srvloc && ({_FAULTY})", "-V")
+        faults = self._tshark(f"srvloc && ({_FAULTY})", "-O", "srvloc")
         assert faults == "", faults

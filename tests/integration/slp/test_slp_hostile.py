@@ -43,15 +43,16 @@ def exchange_by_stream(host, request, to):
 
 
 @pytest.fixture
-def served(shells, one):
-    """A process with a service of large attributes."""
+def served(shells, one, two):
+    """A process with a service of large attributes, which has its port and its groups."""
     shell = shells(one)
     shell.register(url(one), LARGE)
-    wait_for(lambda: exchange(one, messages.service_request(TYPE), one.ipv4, 1), 20, "it serves")
+    request = messages.service_request(TYPE, flags=messages.MULTICAST)
+    wait_for(lambda: exchange(two, request, messages.GROUP_V4, 1), 20, "it serves")
     return shell
 
 
-def flood(host, to, seconds):
+def flood(to, seconds):
     """Asks without pause; what was sent and what came back."""
     request = messages.service_request(TYPE)
     with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sender:
@@ -77,7 +78,7 @@ def test_a_flood_from_one_source_leaves_the_others_served(shells, segment, one, 
     asking = shells(two)
     assert asking.urls(TYPE) == [url(one)]
     seconds = 3
-    noise = segment.host("noisy").submit(flood, segment.hosts[-1], one.ipv4, seconds)
+    noise = segment.host("noisy").submit(flood, one.ipv4, seconds)
     rounds = 0
     while not noise.done():
         assert asking.attributes(url(one)).text == LARGE
@@ -154,7 +155,7 @@ MALFORMED = {
 
 
 def as_multicast(message):
-    return message[:5] + (messages.MULTICAST).to_bytes(2, "big") + message[7:] if len(message) > 6 else message
+    return message[:5] + messages.MULTICAST.to_bytes(2, "big") + message[7:] if len(message) > 6 else message
 
 
 @pytest.mark.parametrize("name", MALFORMED)
@@ -165,7 +166,8 @@ def test_a_malformed_message_by_multicast_is_met_with_silence(one, two, served, 
         with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sender:
             sender.settimeout(10)
             sender.setsockopt(socket.IPPROTO_IP, socket.IP_MULTICAST_IF, socket.inet_aton(two.ipv4))
-            for request in (as_multicast(MALFORMED[name]), messages.service_request(TYPE, xid=77, flags=messages.MULTICAST)):
+            good = messages.service_request(TYPE, xid=77, flags=messages.MULTICAST)
+            for request in (as_multicast(MALFORMED[name]), good):
                 sender.sendto(request, (messages.GROUP_V4, messages.PORT))
             answer = sender.recv(65536)
             sender.settimeout(0.2)

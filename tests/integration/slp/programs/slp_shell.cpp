@@ -33,6 +33,13 @@ std::string quoted(std::string_view text) {
   return out + '"';
 }
 
+std::string listOf(const std::vector<int>& numbers) {
+  std::string out;
+  for (const int number : numbers)
+    out += (out.empty() ? "" : ",") + std::to_string(number);
+  return "[" + out + "]";
+}
+
 /// Whole lines, whichever thread writes them.
 void writeLine(const std::string& text) {
   static std::mutex mutex;
@@ -76,7 +83,8 @@ struct Calls {
   std::chrono::steady_clock::time_point begun = std::chrono::steady_clock::now();
   std::string found;  ///< of JSON: [text, lifetime, milliseconds since the call began] each
   int lastCalls = 0;
-  std::vector<int> errors;
+  std::vector<int> errors;   ///< that a search handed out
+  std::vector<int> reports;  ///< on a registration
 
   double elapsed() const {
     return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - begun).count();
@@ -93,11 +101,9 @@ struct Calls {
     }
   }
   std::string json(SLPError result) const {
-    std::string out = "{\"result\":" + std::to_string(result) + ",\"ms\":" + std::to_string(elapsed());
-    out += ",\"lastCalls\":" + std::to_string(lastCalls) + ",\"errors\":[";
-    for (const int error : errors)
-      out += (out.back() == '[' ? "" : ",") + std::to_string(error);
-    return out + "],\"found\":[" + found + "]}";
+    return "{\"result\":" + std::to_string(result) + ",\"ms\":" + std::to_string(elapsed()) +
+           ",\"lastCalls\":" + std::to_string(lastCalls) + ",\"errors\":" + listOf(errors) +
+           ",\"reports\":" + listOf(reports) + ",\"found\":[" + found + "]}";
   }
 };
 
@@ -112,7 +118,7 @@ SLPBoolean onText(SLPHandle, const char* text, SLPError error, void* calls) {
 }
 
 void onReport(SLPHandle, SLPError error, void* calls) {
-  static_cast<Calls*>(calls)->errors.push_back(error);
+  static_cast<Calls*>(calls)->reports.push_back(error);
 }
 
 using Command = std::function<SLPError(SLPHandle, const Fields&, Calls&)>;
