@@ -77,6 +77,36 @@ TEST_F(ParseOptions, TakeTheServerFromTheEnvironmentUnlessTheLineNamesOne) {
   EXPECT_EQ(options({"servers", "list", "--server", "http://here:2"}).server, "http://here:2");
 }
 
+TEST_F(ParseOptions, KnowEveryCommandOfSlp) {
+  EXPECT_FALSE(options({"servers", "list"}).slp.has_value());
+  EXPECT_EQ(options({"slp", "find", "service:a"}).slp->command, SlpCommand::kFind);
+  EXPECT_EQ(options({"slp", "attrs", "service:a://h"}).slp->command, SlpCommand::kAttributes);
+  EXPECT_EQ(options({"slp", "types"}).slp->command, SlpCommand::kTypes);
+  EXPECT_EQ(options({"slp", "agents"}).slp->command, SlpCommand::kAgents);
+  const Options add = options({"slp", "register", "service:a://h", "(b=1)"});
+  EXPECT_EQ(add.slp->command, SlpCommand::kRegister);
+  EXPECT_EQ(add.argument, "service:a://h");
+  EXPECT_EQ(add.slp->attributes, "(b=1)");
+  EXPECT_EQ(options({"slp", "register", "service:a://h"}).slp->attributes, "");
+}
+
+TEST_F(ParseOptions, TakeTheOptionsOfSlpBehindItsCommands) {
+  const Options plain = options({"slp", "find", "service:a"});
+  EXPECT_EQ(plain.slp->port, 0);
+  EXPECT_EQ(plain.slp->filter + plain.slp->scopes + plain.slp->interfaces + plain.slp->host, "");
+  const Options parsed =
+      options({"slp", "find", "service:a", "--filter", "(b=1)", "--scope", "x,y", "--interface", "eth0,10.0.0.1",
+               "--unicast", "host", "--port", "4270", "--timeout", "2", "-o", "json"});
+  EXPECT_EQ(parsed.argument, "service:a");
+  EXPECT_EQ(parsed.slp->filter, "(b=1)");
+  EXPECT_EQ(parsed.slp->scopes, "x,y");
+  EXPECT_EQ(parsed.slp->interfaces, "eth0,10.0.0.1");
+  EXPECT_EQ(parsed.slp->host, "host");
+  EXPECT_EQ(parsed.slp->port, 4270);
+  EXPECT_EQ(parsed.timeout, std::chrono::seconds(2));
+  EXPECT_EQ(parsed.format, Format::kJson);
+}
+
 TEST_F(ParseOptions, ExplainThemselvesWithTheExitCodes) {
   EXPECT_EQ(code({"--help"}), ExitCode::kDone);
   EXPECT_THAT(mOut.str(), HasSubstr("3  the server could not be reached"));
@@ -102,6 +132,17 @@ TEST_F(ParseOptions, RefuseWhatTheyDoNotUnderstand) {
       {"servers", "list", "--timeout", "0"},
       {"servers", "list", "--timeout", "soon"},
       {"servers", "list", "--unknown"},
+      {"servers", "list", "--port", "4270"},
+      {"slp"},
+      {"slp", "find"},
+      {"slp", "find", ""},
+      {"slp", "attrs", ""},
+      {"slp", "register"},
+      {"slp", "register", "", "(a=1)"},
+      {"slp", "types", "surplus"},
+      {"slp", "types", "--filter", "(a=1)"},
+      {"slp", "find", "service:a", "--port", "0"},
+      {"slp", "find", "service:a", "--port", "65536"},
   };
   for (const auto& line : lines) {
     mErr.str("");
