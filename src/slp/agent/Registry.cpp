@@ -1,6 +1,7 @@
 #include "slp/agent/Registry.h"
 
 #include <algorithm>
+#include <deque>
 #include <mutex>
 #include <unordered_set>
 
@@ -86,28 +87,53 @@ Registry::Result Registry::findByUrl(std::string_view url, std::string_view scop
   return Result::kOk;
 }
 
+namespace {
+
+/// Collects the attribute lists of services. Merges them now and then, so that a result which is too long is noticed
+/// long before the last of thousands of services.
+class Merger {
+ public:
+  Merger(std::string_view tags, std::size_t maxBytes) : mTags(tags), mMaxBytes(maxBytes) {}
+
+  /// False when there is no need for more.
+  bool add(std::string_view attributes) {
+    // Thousands of services often have the same attributes.
+    if (attributes.empty() || !mSeen.insert(attributes).second) return true;
+    if (!mTags.empty()) attributes = mSelected.emplace_back(wire::selectAttributes(attributes, mTags));
+    if (!attributes.empty()) mLists.push_back(attributes);
+    if (mLists.size() < mNextTrial) return true;
+    mNextTrial *= 4;
+    bool cut = false;
+    merged(cut);
+    return !cut;
+  }
+
+  std::string merged(bool& cut) const { return wire::mergeAttributes(mLists, mMaxBytes, cut); }
+
+ private:
+  std::string_view mTags;
+  std::size_t mMaxBytes;
+  std::size_t mNextTrial = 16;
+  std::unordered_set<std::string_view> mSeen;
+  std::deque<std::string> mSelected;
+  std::vector<std::string_view> mLists;
+};
+
+}  // namespace
+
 Registry::Merged Registry::mergeAttributes(const Search& search, std::string_view tags, TimePoint now,
                                            std::size_t maxBytes, const Visitor& admit) const {
   Merged merged;
   const std::shared_lock lock(mMutex);
-  std::unordered_set<std::string_view> seen;  // thousands of services often have the same attributes
-  std::vector<std::string_view> lists;
   const auto* group = mState->group(search.serviceType);
   if (!group) return merged;
+  Merger merger(tags, maxBytes);
   merged.result = walk(*group, {search, now, nullptr, true}, [&](const Entry& entry) {
     if (!admit(entry)) return true;
     ++merged.found;
-    if (!entry.attributes.empty() && seen.insert(entry.attributes).second) lists.push_back(entry.attributes);
-    return true;
+    return merger.add(entry.attributes);
   });
-  std::vector<std::string> selected;
-  if (!tags.empty()) {
-    selected.reserve(lists.size());
-    for (auto& list : lists)
-      list = selected.emplace_back(wire::selectAttributes(list, tags));
-    std::erase_if(lists, [](std::string_view list) { return list.empty(); });
-  }
-  merged.attributes = wire::mergeAttributes(lists, maxBytes, merged.cut);
+  merged.attributes = merger.merged(merged.cut);
   return merged;
 }
 

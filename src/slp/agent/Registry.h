@@ -70,7 +70,8 @@ class Registry {
   Result findByUrl(std::string_view url, std::string_view scopes, std::string_view language, TimePoint now,
                    const Visitor& visit) const;
   /// The attributes of the services of a type (no filter; always by language) that `admit` lets in, merged into one
-  /// list. `cut` when it would exceed `maxBytes`. `found` is the number of services that were let in.
+  /// list. `cut` when it would exceed `maxBytes`: then some services have not been looked at. `found` is the number of
+  /// those that were let in.
   struct Merged {
     Result result = Result::kOk;
     std::string attributes;
