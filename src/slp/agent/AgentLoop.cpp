@@ -54,7 +54,9 @@ AgentLoop::AgentLoop(Registry& registry, client::DirectoryAgents& directoryAgent
     mNextTry = TimePoint{};
 }
 
-AgentLoop::~AgentLoop() = default;
+AgentLoop::~AgentLoop() {
+  mPort.close();  // before the connections end: whoever wants to succeed us finds it free
+}
 
 void AgentLoop::run() noexcept {
   while (!mStopping) {

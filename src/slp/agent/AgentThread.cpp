@@ -6,8 +6,8 @@
 namespace slp::agent {
 namespace {
 
-/// Nothing here is deep: the filters' depth is bounded, and batches of datagrams are on the heap. Twice what has been
-/// seen under the sanitizers.
+/// Nothing here is deep: the depth of filters is bounded, batches of datagrams are on the heap, and the largest array
+/// on the stack is the 16 KiB by which connections are read. What is not used costs no memory.
 constexpr std::size_t kStack = 512 * 1024;
 
 /// Blocks every signal in this thread, so that one that it makes starts with them blocked.

@@ -48,11 +48,9 @@ bool Connections::accept(int listener, TimePoint now) {
 }
 
 bool Connections::hasRoom(const net::Endpoint& from) const {
-  if (mConnections.size() >= mLimits.all) return false;
-  if (from.address.isLoopback()) return true;
   const auto same = std::count_if(mConnections.begin(), mConnections.end(),
                                   [&](const auto& entry) { return entry.second.peer.from.address == from.address; });
-  return static_cast<std::size_t>(same) < mLimits.perSource;
+  return admits(mLimits, mConnections.size(), static_cast<std::size_t>(same), from.address.isLoopback());
 }
 
 void Connections::add(net::Descriptor socket, const net::Endpoint& from, TimePoint now) {

@@ -31,6 +31,13 @@ class Connections {
     std::size_t unsent = limits::kMaxUnsentReplies;
   };
 
+  /// Whether one more is taken of a source that has `ofSource` of them. A quarter is kept for the programs of this
+  /// machine, which register by them.
+  static bool admits(const Limits& limits, std::size_t all, std::size_t ofSource, bool loopback) {
+    if (loopback) return all < limits.all;
+    return all < limits.all - limits.all / 4 && ofSource < limits.perSource;
+  }
+
   struct Peer {
     net::Endpoint from;
     net::Address to;  ///< of ours

@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <unordered_set>
+
 #include "slp/agent/Registry.h"
 #include "slp/agent/RegistryState.h"
 
@@ -28,9 +31,14 @@ std::vector<std::string> Registry::urls() const {
 
 std::vector<std::string> Registry::allTypes() const {
   const std::shared_lock lock(mMutex);
+  std::unordered_set<const std::string*> spellings;  // equal ones are one text
+  for (const auto& [owner, records] : mState->mByOwner)
+    for (const Link* link = records.first(); link != records.end(); link = link->next)
+      spellings.insert(link->record->serviceType);
   std::vector<std::string> result;
-  for (const Group& group : mState->mGroups)
-    if (!group.scopes.empty()) result.push_back(group.spelling);
+  for (const std::string* spelling : spellings)
+    result.push_back(*spelling);
+  std::sort(result.begin(), result.end());
   return result;
 }
 

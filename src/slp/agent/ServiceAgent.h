@@ -13,8 +13,8 @@ namespace slp::agent {
 
 /// The service agent of this process. Its first registration starts one thread, which serves the SLP port of this
 /// machine, or, when another process does, registers with that one and succeeds it; and which registers with directory
-/// agents. Safe for every thread. The end withdraws what directory agents and other processes were told, for at most
-/// 300 ms.
+/// agents. Safe for every thread; a child of fork() must not use it. The end withdraws what directory agents and other
+/// processes were told, for at most 300 ms.
 class ServiceAgent final : public client::LocalServices {
  public:
   explicit ServiceAgent(client::DirectoryAgents& directoryAgents);

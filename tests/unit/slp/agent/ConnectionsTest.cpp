@@ -77,6 +77,29 @@ TEST_F(ConnectionsTest, AreBoundedInNumber) {
   EXPECT_EQ(mConnections.size(), 4U);
 }
 
+struct RoomRow {
+  std::string name;
+  std::size_t all;
+  std::size_t ofSource;
+  bool loopback;
+  bool admitted;
+};
+
+class ConnectionsRoom : public testing::TestWithParam<RoomRow> {};
+
+TEST_P(ConnectionsRoom, IsSharedFairly) {
+  const RoomRow& row = GetParam();
+  EXPECT_EQ(Connections::admits({}, row.all, row.ofSource, row.loopback), row.admitted);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, ConnectionsRoom,
+    testing::Values(RoomRow{"First", 0, 0, false, true}, RoomRow{"LastOfASource", 15, 15, false, true},
+                    RoomRow{"TooManyOfASource", 16, 16, false, false}, RoomRow{"LastOfAll", 191, 0, false, true},
+                    RoomRow{"TooManyOfAll", 192, 0, false, false}, RoomRow{"ManyOfThisMachine", 200, 200, true, true},
+                    RoomRow{"TooManyOfThisMachine", 256, 256, true, false}),
+    [](const auto& row) { return row.param.name; });
+
 TEST_F(ConnectionsTest, EndWhenTheyIdle) {
   auto peer = connect();
   ASSERT_TRUE(serveUntil([&] { return mConnections.size() == 1; }));

@@ -65,7 +65,7 @@ TEST_F(DirectoryAgentRegistrarTest, TellsANewAgentEverythingWithinTheRandomWait)
   const auto message = sent[0].message();
   EXPECT_TRUE(message.header.fresh);
   EXPECT_TRUE(message.extensions.empty());
-  const auto& body = std::get<wire::ServiceRegistration>(message.body);
+  const auto body = std::get<wire::ServiceRegistration>(message.body);
   EXPECT_EQ(body.entry.url, "service:test://a");
   EXPECT_EQ(body.entry.lifetime, 900);
   EXPECT_EQ(body.attributes, "(a=1)");
@@ -164,7 +164,7 @@ TEST_F(DirectoryAgentRegistrarTest, WithdrawsWithTheScopesOfTheRegistration) {
   mRegistrar.changed("service:test://a", mNow);
   const auto sent = after(1ms);
   ASSERT_EQ(sent.size(), 1U);
-  const auto& body = std::get<wire::ServiceDeregistration>(sent[0].message().body);
+  const auto body = std::get<wire::ServiceDeregistration>(sent[0].message().body);
   EXPECT_EQ(body.entry.url, "service:test://a");
   EXPECT_EQ(body.scopes, "two");
 }
