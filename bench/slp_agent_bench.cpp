@@ -29,7 +29,7 @@ enum class Types { kOne, kDistinct };
 
 agent::Registration service(std::int64_t number, Types types) {
   const auto text = std::to_string(number);
-  const auto type = types == Types::kOne ? std::string("service:wbem:https") : "service:type-" + text + ":https";
+  const auto type = types == Types::kOne ? std::string("service:wbem:https") : "service:type-" + text;
   return {type + "://10.77.0.1:" + text, type, "DEFAULT", attributesOf(number), "en", agent::kLifetimeForever};
 }
 

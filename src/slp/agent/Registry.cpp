@@ -145,8 +145,8 @@ void Registry::visitTypes(std::optional<std::string_view> namingAuthority, std::
     const auto& counted = group.scopes;
     if (std::none_of(counted.begin(), counted.end(), [&](const auto& one) { return asked.admits(one.first); }))
       continue;
-    if (namingAuthority && !wire::equalFolded(wire::namingAuthority(group.spelling), *namingAuthority)) continue;
-    if (!visit(group.spelling)) return;
+    if (namingAuthority && !wire::equalFolded(wire::namingAuthority(*group.spelling), *namingAuthority)) continue;
+    if (!visit(*group.spelling)) return;
   }
 }
 

@@ -37,10 +37,10 @@ auto findScopes(Group& group, const std::string* scopes) {
 
 }  // namespace
 
-std::size_t FoldedHash::operator()(std::string_view text) const noexcept {
+std::size_t TypeHash::operator()(std::string_view type) const noexcept {
   std::uint64_t hash = 14'695'981'039'346'656'037U;  // FNV-1a
   bool behindBlank = false;
-  for (const char character : wire::trimmed(text)) {
+  for (const char character : wire::trimmed(type)) {
     const bool blank = wire::isBlank(character);
     if (blank && behindBlank) continue;
     behindBlank = blank;
@@ -67,7 +67,7 @@ Record* Registry::State::head(std::string_view url) const {
 
 const Group* Registry::State::group(std::string_view type) const {
   const auto found = mByType.find(type);
-  return found == mByType.end() ? nullptr : &*found->second;
+  return found == mByType.end() ? nullptr : &**found;
 }
 
 wire::ErrorCode Registry::State::add(const Registration& registration, Owner owner, TimePoint now) {
@@ -179,14 +179,14 @@ void Registry::State::takeOutOfChain(Record* record) {
 /// A record that keeps its type keeps its place, too: a refreshed service does not move in the results. What is new is
 /// counted before what was is not any more, so that a refresh makes no type go and come back.
 void Registry::State::setTypeAndScopes(Record& record, std::string_view type, std::string_view scopes) {
-  const auto keys = wire::indexKeys(type);
   const auto* newType = mInterner.take(type);
   const auto* newScopes = mInterner.take(scopes);
-  auto& group = groupFor(keys.type);
-  countType(group, newScopes, newType);
+  auto* group = joined(*newType);
+  countType(*group, newScopes, newType);
   if (record.group) uncountType(*record.group, record.scopes);
-  auto* abstractGroup = keys.abstractType.empty() ? nullptr : &groupFor(keys.abstractType);
-  move(record.group, record.inGroup, &group);
+  const auto abstractType = wire::indexKeys(type).abstractType;
+  auto* abstractGroup = abstractType.empty() ? nullptr : joined(abstractType);
+  move(record.group, record.inGroup, group);
   move(record.abstractGroup, record.inAbstractGroup, abstractGroup);
   giveTextsBack(record);
   record.serviceType = newType;
@@ -199,36 +199,46 @@ void Registry::State::giveTextsBack(Record& record) {
   record.serviceType = record.scopes = nullptr;
 }
 
+/// The record is already counted in `to`, which thereby outlives the leaving of another group.
 void Registry::State::move(Group*& from, Link& link, Group* to) {
-  if (from == to) return;
   auto* left = std::exchange(from, to);
+  if (left == to) {
+    if (to) --to->size;
+    return;
+  }
   if (left) leave(*left, link);
-  if (!to) return;
-  to->records.append(link);
-  ++to->size;
+  if (to) to->records.append(link);
 }
 
-Group& Registry::State::groupFor(const std::string& key) {
-  if (const auto found = mByType.find(key); found != mByType.end()) return *found->second;
+Group* Registry::State::joined(std::string_view type) {
+  if (const auto found = mByType.find(type); found != mByType.end()) {
+    ++(*found)->size;
+    return &**found;
+  }
   auto& group = mGroups.emplace_back();
-  group.key = key;
-  mByType.emplace(group.key, std::prev(mGroups.end()));
-  return group;
+  group.key = group.spelling = mInterner.take(type);
+  mInterner.take(*group.spelling);
+  group.size = 1;
+  mByType.insert(std::prev(mGroups.end()));
+  return &group;
 }
 
 void Registry::State::leave(Group& group, Link& link) {
   RecordList::remove(link);
   if (--group.size > 0) return;
-  const auto found = mByType.find(group.key);
-  const auto place = found->second;
+  const auto found = mByType.find(*group.key);
+  const auto place = *found;
   mByType.erase(found);
+  mInterner.giveBack(group.key);
+  mInterner.giveBack(group.spelling);
   mGroups.erase(place);
 }
 
 void Registry::State::countType(Group& group, const std::string* scopes, const std::string* spelling) {
   if (group.scopes.empty()) {
     ++mTypesGeneration;
-    group.spelling = *spelling;
+    mInterner.take(*spelling);
+    mInterner.giveBack(std::exchange(group.spelling, spelling));
   }
   const auto place = findScopes(group, scopes);
   if (place == group.scopes.end()) {

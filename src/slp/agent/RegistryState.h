@@ -8,7 +8,6 @@
 #include <set>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -23,21 +22,29 @@ namespace slp::agent {
 
 /// The records that are found under one type: those of the type, and those whose abstract type it is.
 struct Group {
-  std::string key;       ///< folded
-  std::string spelling;  ///< of the first record of the type itself
+  const std::string* key;       ///< the type; equal ones have equal folded forms
+  const std::string* spelling;  ///< of the first record of the type itself
   RecordList records;
   std::size_t size = 0;
   /// How many records of the type itself have which scopes: a list of types need not look at each record.
   std::vector<std::pair<const std::string*, std::size_t>> scopes;
 };
 
-struct FoldedHash {
-  std::size_t operator()(std::string_view text) const noexcept;  ///< the same for texts that are equal folded
+using Groups = std::list<Group>;
+
+/// Finds groups by their types, however they are written.
+struct TypeHash {
+  using is_transparent = void;
+  std::size_t operator()(std::string_view type) const noexcept;
+  std::size_t operator()(Groups::iterator group) const noexcept { return (*this)(*group->key); }
 };
-struct FoldedEqual {
-  bool operator()(std::string_view left, std::string_view right) const noexcept {
-    return wire::equalFolded(left, right);
+struct TypeEqual {
+  using is_transparent = void;
+  bool operator()(Groups::iterator left, Groups::iterator right) const noexcept { return left == right; }
+  bool operator()(std::string_view left, Groups::iterator right) const noexcept {
+    return wire::equalFolded(left, *right->key);
   }
+  bool operator()(Groups::iterator left, std::string_view right) const noexcept { return (*this)(right, left); }
 };
 
 /// What a walk through a group selects.
@@ -71,7 +78,7 @@ struct Registry::State {
   void erase(Record* record);
 
   std::map<Owner, RecordList> mByOwner;
-  std::list<Group> mGroups;  ///< in order of appearance
+  Groups mGroups;  ///< in order of appearance
   std::uint64_t mTypesGeneration = 0;
 
   struct ByDeadline {
@@ -102,7 +109,7 @@ struct Registry::State {
   void takeOutOfChain(Record* record);
   void setTypeAndScopes(Record& record, std::string_view type, std::string_view scopes);
   void giveTextsBack(Record& record);
-  Group& groupFor(const std::string& key);
+  Group* joined(std::string_view type);  ///< the group, made if need be, with one record more in its count
   void move(Group*& from, Link& link, Group* to);
   void leave(Group& group, Link& link);
   void countType(Group& group, const std::string* scopes, const std::string* spelling);
@@ -110,7 +117,7 @@ struct Registry::State {
   void account(const Record& record, bool appears);
 
   std::unordered_set<Record*, UrlHash, UrlEqual> mByUrl;  ///< the first of each URL
-  std::unordered_map<std::string_view, std::list<Group>::iterator, FoldedHash, FoldedEqual> mByType;
+  std::unordered_set<Groups::iterator, TypeHash, TypeEqual> mByType;
   Interner mInterner;
   ParsedBudget mParsed;
   std::size_t mOwn = 0;

@@ -301,6 +301,24 @@ TEST(Registry, ReplacesEntirelyWhatHasTheSameUrlAndLanguage) {
   EXPECT_THAT(registry.ofOwner(kThisProcess), ElementsAre(other));
 }
 
+TEST(Registry, CanReplaceATypeByOneThatCoversItAndBack) {
+  const std::vector<std::string> types = {"service:wbem", "service:wbem:https",  "service:WBEM:http",  "service:wbem",
+                                          "SERVICE:wbem", "service:other:https", "service:wbem:https", "wbem"};
+  Registry registry;
+  for (const auto& before : types) {
+    for (const auto& after : types) {
+      registry.add(service("u1", before), kThisProcess, kStart);
+      registry.add(service("u1", after), kThisProcess, kStart);
+      EXPECT_THAT(urlsOf(registry, after), ElementsAre("u1")) << before;
+      EXPECT_EQ(urlsOf(registry, "service:wbem").size(), after.find("ther") == std::string::npos && after != "wbem");
+      EXPECT_THAT(registry.types(std::nullopt, "DEFAULT"), ElementsAre(testing::StrCaseEq(after))) << before;
+    }
+  }
+  registry.removeAll(kThisProcess);
+  for (const auto& type : types)
+    EXPECT_THAT(urlsOf(registry, type), IsEmpty());
+}
+
 TEST(Registry, RemovesAUrlInEveryLanguage) {
   Registry registry;
   registry.add(service("u1"), kThisProcess, kStart);
