@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* kDefaultFile = "/etc/slp.conf";
 /// A hundred times what every property at its longest usual value takes.
-constexpr std::size_t kMaxFile = 1024 * 1024;
+constexpr std::size_t kMaxFile = std::size_t{1024} * 1024;
 
 std::string messageOf(int error) {
   return std::generic_category().message(error);

@@ -138,7 +138,7 @@ std::string readScopes(std::string_view text, std::string& into) {
 }
 
 std::string readLanguage(std::string_view text, std::string& into) {
-  const std::string problem = "not a language tag such as en or de-AT";
+  constexpr const char* problem = "not a language tag such as en or de-AT";
   std::size_t parts = 1;
   std::size_t length = 0;
   for (const char character : text) {

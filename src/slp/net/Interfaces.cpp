@@ -106,6 +106,7 @@ std::vector<Interface> listInterfaces() {
     if (usable(*entry)) addAddress(byName, *entry);
 
   std::vector<Interface> interfaces;
+  interfaces.reserve(byName.size());
   for (auto& [name, interface] : byName)
     interfaces.push_back(std::move(interface));
   std::sort(interfaces.begin(), interfaces.end(), [](const auto& l, const auto& r) { return l.index < r.index; });

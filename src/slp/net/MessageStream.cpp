@@ -15,10 +15,10 @@ namespace slp::net {
 namespace {
 
 /// Read by one call of `ready`, so that a peer that never stops cannot keep the others waiting.
-constexpr std::size_t kReadPerTurn = 256 * 1024;
-constexpr std::size_t kChunk = 16 * 1024;
+constexpr std::size_t kReadPerTurn = std::size_t{256} * 1024;
+constexpr std::size_t kChunk = std::size_t{16} * 1024;
 /// Buffers that have grown beyond this are given back once they are empty: a connection may stay for days.
-constexpr std::size_t kKeptCapacity = 64 * 1024;
+constexpr std::size_t kKeptCapacity = std::size_t{64} * 1024;
 
 /// Drops the used front of a buffer when that is cheap: when nothing is left, or little against what is dropped.
 void dropFront(std::string& buffer, std::size_t& used) {
