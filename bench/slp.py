@@ -26,7 +26,7 @@ class Program:
 
     def __init__(self, program, host, *words):
         self.process = subprocess.Popen(
-            host.command(program, *words), stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True
+            host.command(program, *map(str, words)), stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True
         )
         self.first = self.read()
 
@@ -40,10 +40,11 @@ class Program:
     def read(self):
         return json.loads(self.process.stdout.readline())
 
-    def megabytes(self):
+    def memory(self):
         self.process.stdin.write("\n")
         self.process.stdin.flush()
-        return self.read()["megabytes"]
+        figures = self.read()
+        return f"{figures['resident']} ({figures['own']})"
 
 
 class Bench:
@@ -52,7 +53,7 @@ class Bench:
         self.seconds = seconds
 
     def run(self, host, *words):
-        return json.loads(host.run(self.program, *words, timeout=120).stdout)
+        return json.loads(host.run(self.program, *map(str, words), timeout=120).stdout)
 
     def serve(self, host, count, kind="types"):
         return Program(self.program, host, "serve", count, kind)
@@ -73,7 +74,7 @@ def answers(bench):
                 for window in WINDOWS:
                     yield f"{kind} of {size:,}, {window} in flight", bench.load(host, kind, size, window), "/s"
             yield f"registrations when {size:,} are reached", f"{agent.first['registrationsPerSecond']:,}", "/s"
-            yield f"resident memory with {size:,}", agent.megabytes(), "MB"
+            yield f"resident memory (without libraries) with {size:,}", agent.memory(), "MB"
         host.close()
     host = Namespace("loopback")
     with bench.serve(host, 1000, "one-type"):
@@ -81,14 +82,13 @@ def answers(bench):
         for window in WINDOWS:
             yield f"a filter that one of 1,000 matches, {window} in flight", bench.load(host, "filter", 1000, window), "/s"
     with bench.serve(host, 0) as process:
-        yield "resident memory with none", process.megabytes(), "MB"
+        yield "resident memory (without libraries) with none", process.memory(), "MB"
     host.close()
 
 
 def wait_until_served(bench, host, kind="services"):
     def served():
-        figures = json.loads(host.run(bench.program, "ask", kind, 1, 1, 0.05, check=False).stdout or "{}")
-        return figures.get("perSecond", 0) > 0
+        return bench.run(host, "ask", kind, 1, 1, 0.05)["perSecond"] > 0
 
     wait_for(served, 20, "the agent answers")
 

@@ -9,15 +9,9 @@ HERE = pathlib.Path(__file__).resolve().parent
 for folder in (HERE, HERE.parents[2] / "lab"):
     sys.path.insert(0, str(folder))
 
-from process import PATIENCE, Shells  # noqa: E402
+from process import Shells  # noqa: E402
 from recorder import Recorder  # noqa: E402
 from segment import Segment  # noqa: E402
-
-
-@pytest.fixture
-def patience():
-    """What to multiply the product's own deadlines with: sanitizers slow it down."""
-    return PATIENCE
 
 
 @pytest.fixture

@@ -11,9 +11,6 @@ import threading
 
 PROGRAMS = pathlib.Path(os.environ.get("SLP_TEST_PROGRAMS", "build/dev/bin"))
 
-# What to multiply the product's own deadlines with: sanitizers slow it down.
-PATIENCE = float(os.environ.get("SLP_TEST_PATIENCE", "1"))
-
 # What a sanitizer's report looks like, in whichever words it begins.
 REPORTS = ("AddressSanitizer", "ThreadSanitizer", "LeakSanitizer", "runtime error:", "DEADLYSIGNAL")
 

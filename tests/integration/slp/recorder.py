@@ -17,8 +17,8 @@ _PROBE_PORT = 9
 
 
 class Recorder:
-    """Records what passes one interface of a namespace, from construction to stop(). Beyond port 427 it records only
-    its own probe: the file is small, and nothing in it is a stranger's."""
+    """Records what passes one interface of a namespace, or "any", from construction to stop(). Beyond port 427 it
+    records only its own probe: the file is small, and nothing in it is a stranger's."""
 
     def __init__(self, namespace, folder, interface="eth0"):
         self._namespace = namespace
@@ -33,11 +33,12 @@ class Recorder:
 
     def _probe(self, token):
         """False when the interface is so new that it has no route yet."""
+        by_loopback = self._interface in ("lo", "any")
         with socket.socket(socket.AF_INET6, socket.SOCK_DGRAM) as sender:
-            index = socket.if_nametoindex(self._interface)
+            index = socket.if_nametoindex("lo" if by_loopback else self._interface)
             sender.setsockopt(socket.IPPROTO_IPV6, socket.IPV6_MULTICAST_IF, index)
             try:
-                sender.sendto(token, ("::1" if self._interface == "lo" else "ff02::1", _PROBE_PORT, 0, index))
+                sender.sendto(token, ("::1" if by_loopback else "ff02::1", _PROBE_PORT, 0, index))
             except OSError:
                 return False
             return True

@@ -1,5 +1,6 @@
 """A network as multicast needs it: hosts on one bridge, and routers between such networks."""
 
+import json
 import pathlib
 import sys
 
@@ -73,8 +74,14 @@ class Segment:
             "nft",
             "add table netdev loss; add chain netdev loss way { type filter hook ingress devices = "
             f"{{ {ports} }} priority 0; }}; add rule netdev loss way meta protocol {{ ip, ip6 }} meta l4proto "
-            f"{{ tcp, udp }} numgen random mod 100 < {percent} drop",
+            f"{{ tcp, udp }} numgen random mod 100 < {percent} counter drop",
         )
+
+    def lost(self):
+        """How many packets have been lost by lose()."""
+        rules = json.loads(self.switch.run("nft", "-j", "list", "chain", "netdev", "loss", "way").stdout)["nftables"]
+        parts = [part for entry in rules for part in entry.get("rule", {}).get("expr", [])]
+        return next(part["counter"]["packets"] for part in parts if "counter" in part)
 
 
 def join_by_router(left, right):

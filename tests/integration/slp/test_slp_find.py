@@ -1,7 +1,9 @@
 """Processes on one network find each other's services: every message of theirs is judged by a dissector."""
 
-import pytest
+import socket
 
+import messages
+import pytest
 from netlab import wait_for
 from process import PROGRAMS, REPORTS
 
@@ -19,6 +21,27 @@ def text_of(length):
     tail = '"},"gid":"x"})'
     body = "".join(f"{number}, " for number in range(length))
     return head + body[: length - len((head + tail).encode())] + tail
+
+
+def test_the_judge_knows_a_broken_message(one, two, record):
+    def send(message):
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sender:
+            sender.sendto(message, (two.ipv4, messages.PORT))
+
+    for message, is_broken in (
+        (messages.service_request(TYPE), False),
+        (messages.service_reply([], error=3), False),
+        (messages.service_request(TYPE)[:-3], True),
+        (messages.attribute_reply("(a=1)")[:-4], True),
+    ):
+        recorder = record(one)
+        one.call(send, message)
+        recorder.stop()
+        if is_broken:
+            with pytest.raises(AssertionError, match="Malformed"):
+                recorder.assert_well_formed()
+        else:
+            recorder.assert_well_formed()
 
 
 def test_two_processes_find_each_other(shells, one, two, judged):
@@ -62,6 +85,24 @@ def test_attributes_come_back_byte_for_byte(shells, one, two, judged, kilobytes)
     judged.stop()
     by_stream = judged.count("tcp && srvloc.function == 7")
     assert by_stream == (0 if kilobytes == 1 else 2)
+
+
+@pytest.mark.parametrize(
+    "attributes",
+    [
+        "(name=Zürich, 東京)",
+        '(a={"b":"c, (d)"}))((e=\\2c)',
+        "no list at all )))",
+        "(a=1),(a=2),keyword",
+        " (blank = 1 ) ",
+    ],
+)
+def test_attributes_are_nobody_elses_to_correct(shells, one, two, attributes):
+    """A dissector takes such texts apart, and stumbles; they are texts all the same."""
+    first, second = shells(one), shells(two)
+    first.register(url(one), attributes)
+    assert second.urls(TYPE) == [url(one)]
+    assert second.attributes(url(one)).text == attributes
 
 
 def test_attributes_of_a_type_come_once_for_each_distinct_answer(shells, one, two, segment, judged):

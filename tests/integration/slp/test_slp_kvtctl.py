@@ -70,7 +70,8 @@ def test_two_machines_find_each_other(one, two, registered, judged):
 
 def test_one_host_is_asked_alone(segment, one, two, registered, judged):
     wait_for(lambda: kvtctl(two, "find", TYPE).returncode == 0, 20, "it is found")
-    assert [record["url"] for record in records(two, "--unicast", one.ipv4, "find", TYPE)] == [f"{TYPE}://{one.ipv4}:80"]
+    alone = records(two, "--unicast", one.ipv4, "find", TYPE)
+    assert [record["url"] for record in alone] == [f"{TYPE}://{one.ipv4}:80"]
     third = segment.host("three")
     nobody = kvtctl(two, "--unicast", third.ipv4, "find", TYPE)
     assert nobody.returncode != 0
