@@ -69,18 +69,21 @@ void registerOne(SLPHandle handle, const Service& service) {
         "a registration failed");
 }
 
-/// Registers, says how quickly the last tenth of it (at least ten) went, and stays until its input ends.
+/// Registers, says how long the first one took and how quickly the last tenth went, and stays until its input ends.
 void serve(int count, bool oneType) {
   SLPHandle handle = nullptr;
   check(SLPOpen("en", SLP_FALSE, &handle) == SLP_OK, "SLPOpen");
-  const int measured = std::min(count, std::max(count / 10, 10));
+  const int measured = std::max(count / 10, 1);
+  double first = 0;
   Clock::time_point begun = Clock::now();
   for (int number = 0; number < count; ++number) {
+    const Service service = serviceOf(number, oneType);
     if (number == count - measured) begun = Clock::now();
-    registerOne(handle, serviceOf(number, oneType));
+    registerOne(handle, service);
+    if (number == 0) first = secondsSince(begun) * 1'000;
   }
-  const double seconds = secondsSince(begun);
-  std::printf("{\"registrationsPerSecond\":%.0f}\n", count > 0 ? measured / seconds : 0.0);
+  const double rate = count > 0 ? measured / secondsSince(begun) : 0;
+  std::printf("{\"firstMilliseconds\":%.3f,\"registrationsPerSecond\":%.0f}\n", first, rate);
   std::fflush(stdout);
   while (std::getchar() != EOF) {
     std::printf("{\"resident\":%.2f,\"own\":%.2f}\n", memory("VmRSS:"), memory("RssAnon:"));
@@ -157,8 +160,8 @@ class Load {
   }
 
   void print() const {
-    std::printf("{\"perSecond\":%.0f,\"wrong\":%ld,\"stalls\":%ld}\n", static_cast<double>(mAnswered) / mSeconds,
-                mWrong, mStalls);
+    std::printf("{\"perSecond\":%.0f,\"answered\":%ld,\"wrong\":%ld,\"stalls\":%ld}\n",
+                static_cast<double>(mAnswered) / mSeconds, mAnswered, mWrong, mStalls);
   }
 
  private:
