@@ -90,6 +90,11 @@ SlpSession::Ended SlpSession::findTypes(const TextSink& found) const {
 }
 
 SlpSession::Ended SlpSession::add(const std::string& url, const std::string& attributes) const {
+  // The library takes any text with a type, as programs may know better; a person has mistyped it.
+  SLPSrvURL* parsed = nullptr;
+  if (SLPParseSrvURL(url.c_str(), &parsed) != SLP_OK)
+    return Failure{ExitCode::kUsage, "cannot register " + url + ": this is no URL of a service"};
+  SLPFree(parsed);
   const SLPError code =
       SLPReg(mHandle, url.c_str(), SLP_LIFETIME_MAXIMUM, "", attributes.c_str(), SLP_TRUE, onReport, nullptr);
   return ended(code, "register " + url);

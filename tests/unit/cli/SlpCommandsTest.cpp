@@ -197,7 +197,13 @@ INSTANTIATE_TEST_SUITE_P(
                                  o.slp->command = SlpCommand::kRegister;
                                  o.argument = "nothing";
                                },
-                               ExitCode::kRefused, "cannot register nothing"}),
+                               ExitCode::kUsage, "cannot register nothing: this is no URL of a service"},
+                    FailureRow{"PortOutOfRange",
+                               [](Options& o) {
+                                 o.slp->command = SlpCommand::kRegister;
+                                 o.argument = "service:x://h:99999";
+                               },
+                               ExitCode::kUsage, "this is no URL of a service"}),
     [](const auto& row) { return row.param.name; });
 
 TEST(SlpLog, GoesToTheStreamWithoutDebugging) {
