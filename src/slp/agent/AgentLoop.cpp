@@ -108,9 +108,15 @@ void AgentLoop::takeChanges() {
   }
 }
 
-void AgentLoop::serve() {
+/// Whoever serves the port registers with directory agents for the whole machine.
+void AgentLoop::serveDirectoryAgents() {
+  if (mDirectoryAgentService) return;
   mDirectoryAgentService =
       std::make_unique<DirectoryAgentService>(mLoop, mDirectoryAgents, mRegistry, mView, mSettings);
+}
+
+void AgentLoop::serve() {
+  serveDirectoryAgents();
   PortServer::Events events;
   events.changed = [this](const std::string& url) {
     mDirectoryAgentService->changed(url, std::chrono::steady_clock::now());
@@ -151,10 +157,12 @@ void AgentLoop::portClientEnded(bool useful) {
   }
   mNextTry = now + mRetry;
   mRetry = std::min(mRetry * 2, kLastRetry);
-  if (mRetry == kLastRetry)  // a successor who is only starting has had its time
-    config::logLimited(config::LogLevel::kWarning, "stranger",
-                       "another program has SLP port " + std::to_string(mSettings.port) +
-                           " and takes no registrations: the services of this process cannot be found until it ends");
+  if (mRetry < kLastRetry) return;  // a successor who is only starting has not had its time
+  serveDirectoryAgents();
+  config::logLimited(config::LogLevel::kWarning, "stranger",
+                     "another program has SLP port " + std::to_string(mSettings.port) +
+                         " and takes no registrations: until it ends, only directory agents know the services of this "
+                         "process");
 }
 
 void AgentLoop::networkChanged() {
@@ -196,15 +204,16 @@ void AgentLoop::work(TimePoint now) {
     if (!mGroupsDue && mTypesGeneration != mRegistry.typesGeneration()) mGroupsDue = now + kBurst;
     if (mGroupsDue && *mGroupsDue <= now) refreshGroups(now);
     mServer->work(now);
-    mDirectoryAgentService->work(now);
   }
+  if (mDirectoryAgentService) mDirectoryAgentService->work(now);
   mClient->work(now);
 }
 
 std::optional<AgentLoop::TimePoint> AgentLoop::next() const {
   std::optional<TimePoint> result = earlier(mRegistry.nextExpiry(), mClient->next());
   result = earlier(result, earlier(mNextTry, earlier(mNetworkDue, mGroupsDue)));
-  if (mServer) result = earlier(result, earlier(mServer->next(), mDirectoryAgentService->next()));
+  if (mServer) result = earlier(result, mServer->next());
+  if (mDirectoryAgentService) result = earlier(result, mDirectoryAgentService->next());
   return result;
 }
 

@@ -48,6 +48,7 @@ class AgentLoop {
   void farewell();
   void takeChanges();
   void serve();
+  void serveDirectoryAgents();
   void tryPort(TimePoint now);
   void portClientEnded(bool useful);
   void networkChanged();

@@ -55,6 +55,17 @@ TEST_F(DirectoryAgentServiceTest, LearnsOfNoneThatAnnouncesItselfWhenThatIsNotWa
   EXPECT_TRUE(mDirectoryAgents.all().empty());
 }
 
+TEST_F(DirectoryAgentServiceTest, RegistersWhileAStrangerWhoTakesNothingHasThePort) {
+  net::UdpSocket stranger;
+  ASSERT_EQ(stranger.open(net::Family::kV4, mPort), 0);
+  mDirectoryAgents.configure({mDirectoryAgent.endpoint()}, "DEFAULT");
+  ASSERT_EQ(add("service:test://a"), SLP_OK);
+  EXPECT_TRUE(has({"service:test://a"}));
+  EXPECT_FALSE(mAgent->holdsPort());
+  mAgent.reset();
+  EXPECT_TRUE(has({}));
+}
+
 TEST_F(DirectoryAgentServiceTest, AsksAConfiguredOneForItsAdvert) {
   mDirectoryAgents.configure({mDirectoryAgent.endpoint()}, "DEFAULT");
   ASSERT_EQ(add("service:test://a"), SLP_OK);
