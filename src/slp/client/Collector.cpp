@@ -12,8 +12,6 @@
 namespace slp::client {
 namespace {
 
-constexpr std::string_view kServicePrefix = "service:";
-
 /// Text that may be handed out and logged: something, and no control characters.
 bool isClean(std::string_view text) {
   const auto isControl = [](char character) {
@@ -21,10 +19,6 @@ bool isClean(std::string_view text) {
     return byte < 0x20 || byte == 0x7F;
   };
   return !text.empty() && std::none_of(text.begin(), text.end(), isControl);
-}
-
-bool saysService(std::string_view text) {
-  return wire::equalFolded(text.substr(0, kServicePrefix.size()), kServicePrefix);
 }
 
 }  // namespace
@@ -65,10 +59,7 @@ Collector::Taken ServiceCollector::takeOwn(std::string_view url, std::uint16_t l
 }
 
 bool ServiceCollector::isWanted(std::string_view url) const {
-  if (!isClean(url)) return false;
-  const auto type = wire::serviceTypeOf(url);
-  if (!saysService(url) && (saysService(mType) || type.empty())) return true;
-  return wire::covers(mType, type);
+  return isClean(url) && wire::covers(mType, wire::serviceTypeOf(url));
 }
 
 TypeCollector::TypeCollector(const TypeQuery& query, Transport& transport, int maxResults, const TextSink& sink)

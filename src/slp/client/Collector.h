@@ -60,9 +60,8 @@ class Collector {
   std::unordered_set<std::string> mSeen;
 };
 
-/// URLs. One that says which type it is ("service:...", or any scheme when the type asked for has no "service:") must
-/// be of the type asked for; another, like "http://...", can be registered as a service of any type. Remembers who sent
-/// it.
+/// URLs. What comes from the network must be of the type asked for by its own text, so that nobody can slip a URL of
+/// another scheme ("https://...") into a list of services. Remembers who sent it.
 class ServiceCollector final : public Collector {
  public:
   ServiceCollector(const ServiceQuery& query, Transport& transport, int maxResults, KnownResponders& responders,
