@@ -9,6 +9,7 @@
 #include "slp/client/KnownResponders.h"
 #include "slp/client/Queries.h"
 #include "slp/client/Transport.h"
+#include "slp/wire/Limits.h"
 #include "slp/wire/Message.h"
 
 namespace slp::client {
@@ -41,11 +42,14 @@ class Collector {
   std::size_t results() const { return mResults; }
 
  protected:
-  /// Calls `give`, unless `key` has had its call before.
+  /// Calls `give`, unless `key` has had its call before, or the results would become more than fit.
   template <typename Give>
   Taken once(std::string key, Give give) {
+    const std::size_t size = key.size();
+    if (size > limits::kMaxResultBytes - mBytes) return Taken::kEnough;
     if (!mSeen.insert(std::move(key)).second) return Taken::kResults;
     ++mResults;
+    mBytes += size;
     mTransport.pauseClock();
     const bool more = give();
     mTransport.resumeClock();
@@ -57,6 +61,7 @@ class Collector {
   Transport& mTransport;
   std::size_t mMaxResults;
   std::size_t mResults = 0;
+  std::size_t mBytes = 0;  ///< of mSeen; at most limits::kMaxResultBytes
   std::unordered_set<std::string> mSeen;
 };
 

@@ -13,7 +13,8 @@ void KnownResponders::remember(const std::string& search, const net::Endpoint& r
   }
   mSearchOrder.emplace_front(search, responder);
   known.emplace(responder, mSearchOrder.begin());
-  if (mSearchOrder.size() > limits::kMaxKnownResponders) {
+  mSearchBytes += search.size();
+  while (mSearchOrder.size() > limits::kMaxKnownResponders || mSearchBytes > limits::kMaxKnownBytes) {
     const auto oldest = mSearchOrder.back();
     drop(oldest.first, oldest.second);
   }
@@ -30,6 +31,7 @@ void KnownResponders::drop(const std::string& search, const net::Endpoint& respo
   const auto found = known->second.find(responder);
   if (found == known->second.end()) return;
   mSearchOrder.erase(found->second);
+  mSearchBytes -= search.size();
   known->second.erase(found);
   if (known->second.empty()) mBySearch.erase(known);
 }
@@ -46,6 +48,7 @@ std::vector<net::Endpoint> KnownResponders::of(const std::string& search) const 
 }
 
 void KnownResponders::rememberSender(std::string_view url, const net::Endpoint& sender) {
+  if (url.size() > limits::kMaxKnownUrl) return;
   const std::lock_guard lock(mMutex);
   if (const auto found = mByUrl.find(url); found != mByUrl.end()) {
     found->second->second = sender;
@@ -54,7 +57,9 @@ void KnownResponders::rememberSender(std::string_view url, const net::Endpoint& 
   }
   mSenderOrder.emplace_front(url, sender);
   mByUrl.emplace(mSenderOrder.front().first, mSenderOrder.begin());
-  if (mSenderOrder.size() > limits::kMaxKnownSenders) {
+  mSenderBytes += url.size();
+  while (mSenderOrder.size() > limits::kMaxKnownSenders || mSenderBytes > limits::kMaxKnownBytes) {
+    mSenderBytes -= mSenderOrder.back().first.size();
     mByUrl.erase(mSenderOrder.back().first);
     mSenderOrder.pop_back();
   }
@@ -72,6 +77,7 @@ void KnownResponders::forgetSender(std::string_view url) {
   const auto found = mByUrl.find(url);
   if (found == mByUrl.end()) return;
   const auto position = found->second;
+  mSenderBytes -= url.size();
   mByUrl.erase(found);
   mSenderOrder.erase(position);
 }

@@ -76,8 +76,14 @@ inline constexpr std::size_t kMembershipsPerSocket = 20;
 inline constexpr std::size_t kMaxKnownResponders = 16'384;
 inline constexpr std::size_t kMaxKnownSenders = 65'536;
 inline constexpr std::size_t kMaxDirectoryAgents = 64;
-/// URLs that one search hands out.
+/// Of a longer URL the sender is not remembered: it is no address that anybody serves.
+inline constexpr std::size_t kMaxKnownUrl = 4'096;
+/// Bytes of texts in each of the two memories, of responders and of senders: a thousand bytes for each sender.
+inline constexpr std::size_t kMaxKnownBytes = 64 * 1024 * 1024;
+/// URLs, types or attribute lists that one search hands out, and their bytes: a search keeps what it has handed out, to
+/// hand it out once, and sixty thousand of the longest texts would be 4 GiB.
 inline constexpr std::size_t kMaxResults = 65'536;
+inline constexpr std::size_t kMaxResultBytes = 64 * 1024 * 1024;
 /// Exchanges by unicast that one search has under way at once.
 inline constexpr std::size_t kMaxExchanges = 64;
 

@@ -115,6 +115,26 @@ TEST(HostileReplies, MayHoldAHundredThousandUrls) {
   EXPECT_EQ(one.outcome.end, client::End::kComplete);
 }
 
+TEST(HostileReplies, MayHoldSoManyBytes) {
+  constexpr std::size_t kSize = 60'000;
+  constexpr std::size_t kFit = limits::kMaxResultBytes / kSize;
+  Searching one;
+  FakeAgent hostile;
+  hostile.endpoint = kHostile;
+  hostile.answer = [&](const wire::Message& request, Via) {
+    std::vector<std::string> answers;
+    for (std::size_t i = 0; i < kFit + 10; ++i) {
+      std::string url = "service:test://" + std::to_string(i) + "/";
+      url.resize(kSize, 'x');
+      answers.push_back(serviceReply(request, {url}));
+    }
+    return answers;
+  };
+  one.network.add(hostile);
+  EXPECT_THAT(one.services(), SizeIs(kFit));
+  EXPECT_EQ(one.outcome.end, client::End::kComplete);
+}
+
 TEST(HostileReplies, WithOverflowAndNoTcpCostAtMostTheWaitForIt) {
   for (const auto port : {FakeAgent::Port::kRefuses, FakeAgent::Port::kSilent}) {
     Searching one;
@@ -130,6 +150,56 @@ TEST(HostileReplies, WithOverflowAndNoTcpCostAtMostTheWaitForIt) {
     EXPECT_EQ(one.network.countOf(Via::kStream), 1U) << "one connection, however often it says so";
     EXPECT_LE(one.took, 5'100ms);
   }
+}
+
+FakeAgent forgedOverflow(unsigned number, FakeAgent::Port tcp) {
+  FakeAgent agent;
+  agent.endpoint = endpoint("10.1.0." + std::to_string(number));
+  agent.tcp = tcp;
+  agent.answer = [](const wire::Message& request, Via) -> std::vector<std::string> {
+    return {serviceReply(request, {}, true)};
+  };
+  return agent;
+}
+
+TEST(HostileReplies, WithTwoHundredForgedOverflowsDoNotStarveTheRestOfAnHonestOne) {
+  Searching one;
+  for (unsigned i = 0; i < 200; ++i)
+    one.network.add(forgedOverflow(i, FakeAgent::Port::kSilent));
+  FakeAgent honest = serviceAgent(endpoint("10.0.0.1"), {});
+  honest.delay = 50ms;
+  honest.answer = [](const wire::Message& request, Via via) -> std::vector<std::string> {
+    return {serviceReply(request, {via == Via::kStream ? "service:test://whole" : "service:test://cut"},
+                         via != Via::kStream)};
+  };
+  one.network.add(honest);
+  std::vector<Milliseconds> times;
+  one.whenFound = [&] {
+    times.push_back(one.network.elapsed());
+    return true;
+  };
+  EXPECT_THAT(one.services(), ElementsAre("service:test://cut", "service:test://whole"));
+  EXPECT_LE(times.back(), 2'000ms) << "behind three turns of connections that do not come about";
+}
+
+TEST(HostileReplies, WithForgedOverflowsDoNotKeepADirectoryAgentWaiting) {
+  Searching one;
+  one.settings.daActiveDiscoveryInterval = 900s;
+  for (unsigned i = 0; i < 200; ++i)
+    one.network.add(forgedOverflow(i, FakeAgent::Port::kSilent));
+  const auto at = endpoint("10.0.0.9");
+  auto directory = directoryAgent(at, {"service:test://d"});
+  directory.delay = 50ms;
+  directory.udp = FakeAgent::Port::kSilent;
+  one.settings.datagramTimeouts = {100ms};
+  one.network.add(directory);
+  std::vector<Milliseconds> times;
+  one.whenFound = [&] {
+    times.push_back(one.network.elapsed());
+    return true;
+  };
+  EXPECT_THAT(one.services(), ElementsAre("service:test://d"));
+  EXPECT_LE(times.back(), 600ms) << "the next connection that is free is for whoever was asked";
 }
 
 TEST(HostileReplies, WithRubbishOverTcpEndTheExchange) {

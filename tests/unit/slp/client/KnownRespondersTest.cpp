@@ -85,5 +85,43 @@ TEST(KnownResponders, DropsTheOldestSenderWhenFull) {
   EXPECT_EQ(known.senderOf("one more"), numbered(8));
 }
 
+TEST(KnownResponders, RemembersNoSenderOfAUrlWithoutEnd) {
+  KnownResponders known;
+  const std::string longest(limits::kMaxKnownUrl, 'u');
+  known.rememberSender(longest, numbered(1));
+  known.rememberSender(longest + "u", numbered(1));
+  EXPECT_EQ(known.senderOf(longest), numbered(1));
+  EXPECT_EQ(known.senderOf(longest + "u"), std::nullopt);
+}
+
+TEST(KnownResponders, DropsTheOldestSenderWhenItsUrlsTakeTooManyBytes) {
+  KnownResponders known;
+  constexpr std::size_t kFit = limits::kMaxKnownBytes / limits::kMaxKnownUrl;
+  const auto url = [](std::size_t number) {
+    std::string text = std::to_string(number);
+    return text + std::string(limits::kMaxKnownUrl - text.size(), 'u');
+  };
+  for (std::size_t i = 0; i < kFit; ++i)
+    known.rememberSender(url(i), numbered(i));
+  EXPECT_EQ(known.senderOf(url(0)), numbered(0));
+  known.rememberSender(url(kFit), numbered(1));
+  EXPECT_EQ(known.senderOf(url(0)), std::nullopt);
+  EXPECT_EQ(known.senderOf(url(1)), numbered(1));
+  known.forgetSender(url(1));
+  known.rememberSender(url(0), numbered(2));
+  EXPECT_EQ(known.senderOf(url(2)), numbered(2)) << "what is forgotten counts no more";
+}
+
+TEST(KnownResponders, DropsTheLeastRecentlyHeardWhenTheTextsOfSearchesTakeTooManyBytes) {
+  KnownResponders known;
+  const std::string search(limits::kMaxKnownBytes / 4, 's');
+  for (std::size_t i = 0; i < 6; ++i)
+    known.remember(search, numbered(i));
+  EXPECT_EQ(known.of(search), (Endpoints{numbered(2), numbered(3), numbered(4), numbered(5)}));
+  known.forget(search, numbered(3));
+  known.remember(search, numbered(6));
+  EXPECT_EQ(known.of(search).size(), 4U);
+}
+
 }  // namespace
 }  // namespace slp::test
