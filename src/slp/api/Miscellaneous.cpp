@@ -14,14 +14,12 @@ namespace {
 
 /// The configured scopes first, then those that directory agents have told (RFC 2614, section 3.12); each once.
 std::string knownScopes(Library& library) {
-  std::string scopes = library.properties.settings().scopes;
-  for (const client::DirectoryAgent& agent : library.directoryAgents.all()) {
-    for (const std::string_view scope : wire::splitList(agent.scopes)) {
-      if (wire::contains(scopes, scope)) continue;
-      if (!scopes.empty()) scopes += ',';
-      scopes += scope;
-    }
-  }
+  const std::string configured = library.properties.settings().scopes;
+  const std::vector<client::DirectoryAgent> agents = library.directoryAgents.all();
+  std::vector<std::string_view> lists{configured};
+  for (const client::DirectoryAgent& agent : agents)
+    lists.emplace_back(agent.scopes);
+  const std::string scopes = wire::merged(lists);
   return scopes.empty() ? "DEFAULT" : scopes;
 }
 

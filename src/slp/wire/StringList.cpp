@@ -1,6 +1,7 @@
 #include "slp/wire/StringList.h"
 
 #include <algorithm>
+#include <unordered_set>
 
 #include "slp/wire/Escape.h"
 #include "slp/wire/Limits.h"
@@ -105,6 +106,20 @@ std::string intersection(std::string_view left, std::string_view right) {
     if (!set.has(element)) continue;
     if (!result.empty()) result += ',';
     result += element;
+  }
+  return result;
+}
+
+std::string merged(std::span<const std::string_view> lists) {
+  std::string result;
+  std::unordered_set<std::string> taken;
+  for (const std::string_view list : lists) {
+    std::string_view element;
+    for (Elements elements(list); taken.size() < limits::kMaxListElements && elements.next(element);) {
+      if (!taken.insert(folded(unescapeLeniently(element))).second) continue;
+      if (!result.empty()) result += ',';
+      result += element;
+    }
   }
   return result;
 }

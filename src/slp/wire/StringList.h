@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,5 +17,7 @@ bool contains(std::string_view list, std::string_view element);
 bool intersects(std::string_view left, std::string_view right);
 /// The elements of `left` that `right` has too, in the order and spelling of `left`.
 std::string intersection(std::string_view left, std::string_view right);
+/// The elements of all lists, each once, where and as it is spelled first. At most limits::kMaxListElements.
+std::string merged(std::span<const std::string_view> lists);
 
 }  // namespace slp::wire

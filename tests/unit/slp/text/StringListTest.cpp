@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -81,6 +82,27 @@ TEST(StringList, TellsTheSameOfLongLists) {
     EXPECT_EQ(intersects(std::string(row.right) + padding, row.left), !row.common.empty());
     EXPECT_EQ(intersection(row.left, std::string(row.right) + padding), row.common);
   }
+}
+
+TEST(StringList, MergesListsIntoOneWithEachElementOnce) {
+  const std::vector<std::string_view> lists{"b, A ,b", "", "a,Some  Scope,c", R"(some scope,x\2c,c, x\2C)"};
+  EXPECT_EQ(merged(lists), R"(b,A,Some  Scope,c,x\2c)");
+  EXPECT_EQ(merged({}), "");
+}
+
+TEST(StringList, MergesSoManyElementsInAll) {
+  const auto numbered = [](std::size_t first) {
+    std::string list;
+    for (std::size_t i = 0; i < slp::limits::kMaxListElements / 2 + 1; ++i)
+      list += std::to_string(first + i) + ",";
+    return list;
+  };
+  const std::string first = numbered(0);
+  const std::string second = numbered(10'000);
+  const std::vector<std::string_view> lists{first, second, "last"};
+  const std::string all = merged(lists);
+  EXPECT_EQ(std::count(all.begin(), all.end(), ',') + 1, slp::limits::kMaxListElements);
+  EXPECT_FALSE(contains(all, "last"));
 }
 
 TEST(StringList, ContainsAnElementComparedFolded) {
