@@ -55,8 +55,8 @@ void DirectoryAgents::configure(const std::vector<net::Endpoint>& endpoints, std
   for (const auto& endpoint : endpoints) {
     Entry* known = find(endpoint.address);
     if (known == nullptr) {
-      if (mEntries.size() >= limits::kMaxDirectoryAgents) break;
-      known = &mEntries.emplace_back();
+      known = placeForConfigured();
+      if (known == nullptr) continue;
       known->agent.endpoint = endpoint;
       changed = true;
     }
@@ -64,6 +64,17 @@ void DirectoryAgents::configure(const std::vector<net::Endpoint>& endpoints, std
     if (known->agent.url.empty()) known->agent.scopes = scopes;
   }
   if (changed) ++mGeneration;
+}
+
+/// When the table is full a configured agent takes the place of the one that was heard last of the others, so that
+/// nobody can keep it out by filling the table with adverts.
+DirectoryAgents::Entry* DirectoryAgents::placeForConfigured() {
+  if (mEntries.size() < limits::kMaxDirectoryAgents) return &mEntries.emplace_back();
+  const auto other =
+      std::find_if(mEntries.rbegin(), mEntries.rend(), [](const Entry& entry) { return !entry.agent.configured; });
+  if (other == mEntries.rend()) return nullptr;
+  *other = Entry{};
+  return &*other;
 }
 
 bool DirectoryAgents::claimConfiguration(const std::vector<std::string>& hosts, TimePoint now) {

@@ -25,7 +25,7 @@ struct DirectoryAgent {
 };
 
 /// The directory agents that the process knows: configured, found, or heard. Its searches ask them, its agent registers
-/// with them. Safe for every thread. At most limits::kMaxDirectoryAgents.
+/// with them. Safe for every thread. At most limits::kMaxDirectoryAgents; when there are more, configured ones first.
 class DirectoryAgents {
  public:
   enum class Change { kNone, kNew, kRestarted, kGone };
@@ -56,6 +56,7 @@ class DirectoryAgents {
     TimePoint passedOverUntil{};
   };
   Entry* find(const net::Address& address);
+  Entry* placeForConfigured();
   Change remove(const net::Address& address, TimePoint now);
 
   mutable std::mutex mMutex;

@@ -149,6 +149,25 @@ TEST(DirectoryAgents, AreAtMostSoMany) {
   EXPECT_EQ(agents.all()[0].endpoint, endpoint("10.0.0.1"));
 }
 
+TEST(DirectoryAgents, ConfiguredOnesReplaceOthersWhenThereIsNoPlace) {
+  DirectoryAgents agents;
+  for (unsigned i = 1; i <= limits::kMaxDirectoryAgents; ++i) {
+    const auto text = "10.0.0." + std::to_string(i);
+    agents.learn(advert("service:directory-agent://" + text, 5), endpoint(text), 427, kStart);
+  }
+  std::vector<net::Endpoint> configured{endpoint("10.0.0.1")};
+  for (unsigned i = 1; i <= limits::kMaxDirectoryAgents; ++i)
+    configured.push_back(endpoint("10.1.0." + std::to_string(i)));
+  agents.configure(configured, "A");
+  const auto all = agents.all();
+  EXPECT_EQ(all.size(), limits::kMaxDirectoryAgents);
+  for (const auto& agent : all)
+    EXPECT_TRUE(agent.configured) << agent.endpoint.text();
+  EXPECT_EQ(all[0].endpoint, endpoint("10.0.0.1"));
+  EXPECT_EQ(all[1].scopes, "A") << "nothing stays of the one that was there";
+  EXPECT_EQ(agents.serving("A", kStart).size(), limits::kMaxDirectoryAgents - 1);
+}
+
 TEST(DirectoryAgents, AreLookedForOncePerInterval) {
   DirectoryAgents agents;
   EXPECT_FALSE(agents.claimDiscovery(kStart, 0s));
