@@ -5,16 +5,23 @@ namespace slp::api {
 Call::Call() : mThread(std::this_thread::get_id()) {}
 
 void Call::cancel() {
-  {
-    const std::lock_guard lock(mMutex);
-    mCancelled = true;
-  }
-  mWakeup.signal();
+  const std::lock_guard lock(mMutex);
+  mCancelled = true;
+  if (mWakeup) mWakeup->signal();
 }
 
 bool Call::cancelled() const {
   const std::lock_guard lock(mMutex);
   return mCancelled;
+}
+
+net::Wakeup& Call::wakeup() {
+  const std::lock_guard lock(mMutex);
+  if (!mWakeup) {
+    mWakeup.emplace();
+    if (mCancelled) mWakeup->signal();
+  }
+  return *mWakeup;
 }
 
 void Call::awaitCallback(std::chrono::milliseconds patience) {

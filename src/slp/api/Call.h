@@ -3,6 +3,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 #include "slp/net/Wakeup.h"
@@ -29,7 +30,9 @@ class Call {
     return callback();
   }
 
-  net::Wakeup& wakeup() { return mWakeup; }
+  /// Signalled from the moment of cancellation. Made when first asked for, because it costs a descriptor, and most
+  /// calls do not wait. Throws std::system_error when there is none left.
+  net::Wakeup& wakeup();
 
  private:
   struct Leaving {
@@ -44,7 +47,7 @@ class Call {
   std::condition_variable mLeft;
   bool mCancelled = false;
   bool mInCallback = false;
-  net::Wakeup mWakeup;
+  std::optional<net::Wakeup> mWakeup;
 };
 
 }  // namespace slp::api

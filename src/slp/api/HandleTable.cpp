@@ -18,7 +18,6 @@ std::uintptr_t keyOf(SLPHandle value) {
 
 HandleTable::Claim::Claim(HandleTable& table, SLPHandle value)
     : mTable(table), mValue(value), mError(SLP_PARAMETER_BAD) {
-  auto call = std::make_shared<Call>();
   const std::lock_guard lock(mTable.mMutex);
   const auto found = mTable.mEntries.find(keyOf(value));
   if (found == mTable.mEntries.end()) return;
@@ -26,9 +25,9 @@ HandleTable::Claim::Claim(HandleTable& table, SLPHandle value)
     mError = SLP_HANDLE_IN_USE;
     return;
   }
-  found->second.call = call;
+  mCall = std::make_shared<Call>();
+  found->second.call = mCall;
   mHandle = found->second.handle;
-  mCall = std::move(call);
   mError = SLP_OK;
 }
 

@@ -1,3 +1,4 @@
+#include <filesystem>
 #include <future>
 #include <poll.h>
 #include <thread>
@@ -27,6 +28,28 @@ TEST(Call, WakesWhoeverWaitsWhenItIsCancelled) {
   EXPECT_EQ(poll(&waiting, 1, 0), 0);
   call.cancel();
   EXPECT_EQ(poll(&waiting, 1, 0), 1);
+}
+
+TEST(Call, WakesWhoeverBeginsToWaitAfterItsCancellation) {
+  Call call;
+  call.cancel();
+  pollfd waiting{call.wakeup().fd(), POLLIN, 0};
+  EXPECT_EQ(poll(&waiting, 1, 0), 1);
+}
+
+std::ptrdiff_t openDescriptors() {
+  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+TEST(Call, HasNoDescriptorUntilSomebodyWaits) {
+  const auto before = openDescriptors();
+  Call call;
+  call.run([] { return true; });
+  EXPECT_EQ(openDescriptors(), before);
+  call.wakeup();
+  EXPECT_EQ(openDescriptors(), before + 1);
+  call.wakeup();
+  EXPECT_EQ(openDescriptors(), before + 1);
 }
 
 TEST(Call, LetsACallbackEndBeforeItsCancellerGoesOn) {
