@@ -191,9 +191,10 @@ void AgentLoop::refreshGroups(TimePoint now) {
 void AgentLoop::expire(TimePoint now) {
   const auto due = mRegistry.nextExpiry();
   if (!due || *due > now) return;
-  mRegistry.expire(now);
-  if (mDirectoryAgentService) mDirectoryAgentService->changed({}, now);
-  if (mClient->active()) mClient->compare(mRegistry.urls(), now);
+  for (const std::string& url : mRegistry.expire(now)) {
+    if (mDirectoryAgentService) mDirectoryAgentService->changed(url, now);
+    mClient->changed(url, now);
+  }
 }
 
 void AgentLoop::work(TimePoint now) {

@@ -137,8 +137,8 @@ void PortServer::registered(std::span<const std::byte> bytes, Connections::Peer*
 
 void PortServer::peerEnded(const Connections::Peer& peer) {
   if (!peer.registers) return;
-  mRegistry.removeAll(peer.owner);
-  mEvents.changed({});
+  for (const std::string& url : mRegistry.removeAll(peer.owner))
+    mEvents.changed(url);
 }
 
 void PortServer::work(TimePoint now) {

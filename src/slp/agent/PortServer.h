@@ -23,7 +23,7 @@ class PortServer {
   using TimePoint = std::chrono::steady_clock::time_point;
 
   struct Events {
-    /// Another process or machine has registered or withdrawn this URL; empty: several.
+    /// Another process or machine has registered or withdrawn this URL.
     std::function<void(const std::string& url)> changed;
     Responder::AdvertSink advert;
   };

@@ -36,18 +36,28 @@ wire::ErrorCode Registry::remove(std::string_view url, Owner owner) {
   return any ? wire::ErrorCode::kOk : wire::ErrorCode::kInvalidRegistration;
 }
 
-void Registry::removeAll(Owner owner) {
+std::vector<std::string> Registry::removeAll(Owner owner) {
   const std::lock_guard lock(mMutex);
+  std::vector<std::string> gone;
   // The list goes with its last record.
   for (auto owned = mState->mByOwner.find(owner); owned != mState->mByOwner.end();
        owned = mState->mByOwner.find(owner)) {
-    mState->erase(owned->second.first()->record);
+    auto* record = owned->second.first()->record;
+    gone.emplace_back(record->url());
+    mState->erase(record);
   }
+  return gone;
 }
 
-void Registry::expire(TimePoint now) {
+std::vector<std::string> Registry::expire(TimePoint now) {
   const std::lock_guard lock(mMutex);
-  mState->expire(now);
+  std::vector<std::string> gone;
+  auto& deadlines = mState->mDeadlines;
+  while (!deadlines.empty() && (*deadlines.begin())->deadline <= now) {
+    gone.emplace_back((*deadlines.begin())->url());
+    mState->erase(*deadlines.begin());
+  }
+  return gone;
 }
 
 std::optional<TimePoint> Registry::nextExpiry() const {

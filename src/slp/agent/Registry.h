@@ -59,9 +59,11 @@ class Registry {
   wire::ErrorCode add(const Registration& registration, Owner owner, TimePoint now);
   /// Whatever the owner has under the URL, in every language. kInvalidRegistration when the owner has no such URL.
   wire::ErrorCode remove(std::string_view url, Owner owner);
-  void removeAll(Owner owner);
-  /// Takes out what has reached the end of its lifetime.
-  void expire(TimePoint now);
+  /// The URLs that went; one that was there in several languages once for each.
+  std::vector<std::string> removeAll(Owner owner);
+  /// Takes out what has reached the end of its lifetime, and returns its URLs in the same way. Nothing else does, so
+  /// that none goes unnoticed.
+  std::vector<std::string> expire(TimePoint now);
   std::optional<TimePoint> nextExpiry() const;
 
   /// Visits each URL once, in order of registration.

@@ -72,7 +72,6 @@ const Group* Registry::State::group(std::string_view type) const {
 
 wire::ErrorCode Registry::State::add(const Registration& registration, Owner owner, TimePoint now) {
   if (!isComplete(registration)) return wire::ErrorCode::kInvalidRegistration;
-  expire(now);
   Record* replaced = nullptr;
   std::size_t languages = 0;
   for (auto* record = head(registration.url); record; record = record->nextOfUrl) {
@@ -144,11 +143,6 @@ void Registry::State::erase(Record* record) {
   move(record->group, record->inGroup, nullptr);
   move(record->abstractGroup, record->inAbstractGroup, nullptr);
   giveTextsBack(*record);
-}
-
-void Registry::State::expire(TimePoint now) {
-  while (!mDeadlines.empty() && (*mDeadlines.begin())->deadline <= now)
-    erase(*mDeadlines.begin());
 }
 
 void Registry::State::putIntoChain(Record* record) {

@@ -74,7 +74,6 @@ struct Registry::State {
 
   // Changing
   wire::ErrorCode add(const Registration& registration, Owner owner, TimePoint now);
-  void expire(TimePoint now);
   void erase(Record* record);
 
   std::map<Owner, RecordList> mByOwner;

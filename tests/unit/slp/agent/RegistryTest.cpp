@@ -241,7 +241,7 @@ TEST(Registry, ExpiresExactlyAtTheEndOfALifetime) {
   EXPECT_THAT(urlsOf(registry, "service:wbem", kStart + 10s), IsEmpty()) << "found by nobody, even before it goes";
   EXPECT_EQ(attributesOf(registry, "u1", "en", "DEFAULT", kStart + 10s).text, "(none)");
   EXPECT_EQ(registry.size(), 1U);
-  registry.expire(kStart + 10s);
+  EXPECT_THAT(registry.expire(kStart + 10s), ElementsAre("u1"));
   EXPECT_EQ(registry.size(), 0U);
   EXPECT_EQ(registry.nextExpiry(), std::nullopt);
   EXPECT_THAT(registry.types(std::nullopt, "DEFAULT"), IsEmpty());
@@ -368,9 +368,9 @@ TEST(Registry, WithdrawsWhatAConnectionStillOwnsAtItsEnd) {
   registry.add(service("u2"), kFirstConnection, kStart);
   registry.add(service("u3"), kNoConnection, kStart);
   registry.add(service("u2"), kFirstConnection + 1, kStart);  // its client has come back by another connection
-  registry.removeAll(kFirstConnection);
+  EXPECT_THAT(registry.removeAll(kFirstConnection), ElementsAre("u1"));
   EXPECT_THAT(urlsOf(registry, "service:wbem"), ElementsAre("own", "u2", "u3"));
-  registry.removeAll(kFirstConnection);
+  EXPECT_THAT(registry.removeAll(kFirstConnection), IsEmpty());
   EXPECT_EQ(registry.size(), 3U);
 }
 
