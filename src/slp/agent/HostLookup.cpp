@@ -6,10 +6,13 @@
 
 namespace slp::agent {
 
+bool HostLookup::isNumeric(const std::vector<std::string>& hosts) {
+  return std::all_of(hosts.begin(), hosts.end(),
+                     [](const std::string& host) { return net::Address::parse(host).has_value(); });
+}
+
 HostLookup::HostLookup(std::vector<std::string> hosts, std::uint16_t port) : mHosts(std::move(hosts)) {
-  const bool numeric = std::all_of(mHosts.begin(), mHosts.end(),
-                                   [](const std::string& host) { return net::Address::parse(host).has_value(); });
-  if (numeric)
+  if (isNumeric(mHosts))
     lookUp(port);
   else
     mThread = std::thread([this, port] { lookUp(port); });

@@ -12,13 +12,15 @@
 namespace slp::agent {
 
 /// Looks up the addresses of hosts while its owner does other things; can be given up at any time. Numeric addresses
-/// need no thread. For one thread.
+/// need no thread; for others `client::keepLoaded` must have been called. For one thread.
 class HostLookup {
  public:
   HostLookup(std::vector<std::string> hosts, std::uint16_t port);
   ~HostLookup();
   HostLookup(const HostLookup&) = delete;
   HostLookup& operator=(const HostLookup&) = delete;
+
+  static bool isNumeric(const std::vector<std::string>& hosts);
 
   /// To be asked now and then.
   bool ready() const { return mReady; }

@@ -5,7 +5,9 @@
 #include <mutex>
 
 #include "slp/agent/AgentThread.h"
+#include "slp/agent/HostLookup.h"
 #include "slp/agent/Registry.h"
+#include "slp/client/Resolver.h"
 #include "slp/config/Log.h"
 #include "slp/wire/AttributeList.h"
 #include "slp/wire/Limits.h"
@@ -50,6 +52,7 @@ struct ServiceAgent::State {
       logMissingPrivilege(settings.port);
       return false;
     }
+    if (!HostLookup::isNumeric(settings.directoryAgents)) client::keepLoaded();
     thread = std::make_unique<AgentThread>(
         std::make_unique<AgentLoop>(registry, directoryAgents, settings, std::move(port)));
     running = true;

@@ -54,14 +54,6 @@ void lookUp(const std::shared_ptr<Lookup>& lookup) noexcept {
   if (lookup->abandoned.exchange(true)) --abandonedCount;
 }
 
-/// The code of the thread left behind must stay: without a way back the library is never unloaded. In a program that
-/// has the library inside there is nothing to be unloaded, and this does nothing.
-bool stayLoaded() {
-  Dl_info info{};
-  if (::dladdr(reinterpret_cast<void*>(&stayLoaded), &info) == 0 || info.dli_fname == nullptr) return false;
-  return ::dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE) != nullptr;
-}
-
 /// True when the look-up is done, false when it was cancelled.
 bool awaitDone(const Lookup& lookup, int cancelFd) {
   pollfd entries[] = {{cancelFd, POLLIN, 0}, {lookup.done.fd(), POLLIN, 0}};
@@ -72,25 +64,26 @@ bool awaitDone(const Lookup& lookup, int cancelFd) {
 
 std::vector<net::Address> lookUpBeside(const std::string& host, int cancelFd) {
   if (abandonedCount >= kMaxAbandoned) return {};
+  keepLoaded();
   auto lookup = std::make_shared<Lookup>();
   lookup->host = host;
-  std::thread thread([lookup] { lookUp(lookup); });
-  if (awaitDone(*lookup, cancelFd)) {
-    thread.join();
-    return std::move(lookup->addresses);
-  }
+  std::thread([lookup] { lookUp(lookup); }).detach();
+  if (awaitDone(*lookup, cancelFd)) return std::move(lookup->addresses);
   ++abandonedCount;
-  if (lookup->abandoned.exchange(true)) {
-    --abandonedCount;
-    thread.join();
-    return {};
-  }
-  stayLoaded();
-  thread.detach();
+  if (lookup->abandoned.exchange(true)) --abandonedCount;  // it has ended in this moment
   return {};
 }
 
 }  // namespace
+
+void keepLoaded() {
+  static std::atomic<bool> kept{false};
+  if (kept.exchange(true)) return;
+  Dl_info info{};
+  if (::dladdr(reinterpret_cast<void*>(&keepLoaded), &info) == 0 || info.dli_fname == nullptr) return;
+  // In a program that has the library inside there is nothing to be unloaded, and this does nothing.
+  ::dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
+}
 
 std::vector<net::Address> resolveHost(const std::string& host, int cancelFd) {
   if (const auto address = net::Address::parse(host)) return {*address};
