@@ -7,7 +7,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// A peer that was silent to every datagram has this long over TCP: a few round trips of any network in one site.
+/// A peer that was silent to every datagram has this long over TCP, and every connection to come about while others
+/// wait: a few round trips of any network in one site.
 constexpr auto kWaitForSilent = 500ms;
 /// One that has more to say than fits a datagram lives, and may need the time for its segments to be sent again.
 constexpr auto kWaitForRest = 5s;
@@ -19,44 +20,51 @@ Exchange::Exchange(const net::Endpoint& peer, std::shared_ptr<const Terms> terms
 
 void Exchange::advance(Transport& transport, TimePoint now) {
   if (mState == State::kWaiting) {
-    if (mHeard || mTerms->request.size() > mTerms->maxDatagram) return openStream(transport, now, kWaitForRest);
-    mState = State::kDatagrams;
-    return tryDatagram(transport, now);
+    mState = isTooLong() ? State::kWantsStream : State::kDatagrams;
+    if (mState == State::kDatagrams) tryDatagram(transport, now);
+    return;
   }
-  if (!active() || now < mDue) return;
+  if (!timed() || now < mDue) return;
   if (mState == State::kStream) return end(transport, mHeard ? State::kAnswered : State::kSilent);
   tryDatagram(transport, now);
 }
 
 void Exchange::tryDatagram(Transport& transport, TimePoint now) {
-  if (mTries == mTerms->waits.size()) return openStream(transport, now, kWaitForSilent);
+  if (mTries == mTerms->waits.size() || !transport.sendTo(mTerms->request, mPeer)) {
+    mState = State::kWantsStream;
+    return;
+  }
   // Repetitions go out in pairs: where three of ten datagrams are lost each way, a single one fails every other time.
-  const bool pair = mAgain || mTries > 0;
-  const bool sent = transport.sendTo(mTerms->request, mPeer);
-  if (!sent) return openStream(transport, now, kWaitForSilent);
-  if (pair) transport.sendTo(mTerms->request, mPeer);
+  if (mAgain || mTries > 0) transport.sendTo(mTerms->request, mPeer);
   mDue = now + mTerms->waits[mTries];
   ++mTries;
 }
 
-void Exchange::openStream(Transport& transport, TimePoint now, std::chrono::milliseconds wait) {
+void Exchange::openStream(Transport& transport, TimePoint now) {
   mState = State::kStream;
   mStream = transport.openStream(mPeer, mTerms->request);
-  mDue = now + wait;
+  mDue = now + (mHeard || isTooLong() ? std::chrono::milliseconds(kWaitForRest) : kWaitForSilent);
+  mGivesWayAt = now + kWaitForSilent;
+}
+
+void Exchange::streamConnected(TimePoint now) {
+  if (mState != State::kStream) return;
+  mGivesWayAt = TimePoint::max();
+  if (mHeard || isTooLong()) mDue = now + kWaitForRest;
 }
 
 void Exchange::answered(Transport& transport) {
   if (!over()) end(transport, State::kAnswered);
 }
 
-void Exchange::overflowed(Transport& transport, TimePoint now) {
+void Exchange::overflowed() {
   if (mHeard) return;  // once is enough, however often the datagram arrives
   mHeard = true;
-  if (mState == State::kDatagrams) openStream(transport, now, kWaitForRest);
+  if (mState == State::kWaiting || mState == State::kDatagrams) mState = State::kWantsStream;
 }
 
 void Exchange::refused() {
-  if (mState == State::kDatagrams) mState = State::kRefused;
+  if (mState == State::kDatagrams || (mState == State::kWantsStream && !mHeard)) mState = State::kRefused;
 }
 
 void Exchange::streamFailed(Transport& transport) {
@@ -64,7 +72,7 @@ void Exchange::streamFailed(Transport& transport) {
 }
 
 void Exchange::abandon(Transport& transport) {
-  if (active()) end(transport, State::kSilent);
+  if (!over()) end(transport, mHeard ? State::kAnswered : State::kSilent);
 }
 
 void Exchange::end(Transport& transport, State state) {

@@ -11,7 +11,8 @@
 namespace slp::client {
 
 /// One request to one peer by unicast (RFC 2608, sections 6.2 and 6.3): datagrams with growing waits, then a TCP
-/// connection. Driven by its owner, who passes on what the transport brings. For one thread.
+/// connection. Driven by its owner, who passes on what the transport brings, and says when there is room for a
+/// connection. For one thread.
 class Exchange {
  public:
   using TimePoint = Transport::TimePoint;
@@ -22,33 +23,39 @@ class Exchange {
     std::vector<std::chrono::milliseconds> waits;  ///< behind each try by datagram
     std::size_t maxDatagram = 0;                   ///< a longer request goes by TCP at once
   };
-  enum class State { kWaiting, kDatagrams, kStream, kAnswered, kRefused, kSilent };
+  enum class State { kWaiting, kDatagrams, kWantsStream, kStream, kAnswered, kRefused, kSilent };
 
   /// `again`: the peer has been asked before (by multicast), so that the first try here is a repetition, too.
   Exchange(const net::Endpoint& peer, std::shared_ptr<const Terms> terms, bool again);
 
   const net::Endpoint& peer() const { return mPeer; }
   State state() const { return mState; }
-  bool active() const { return mState == State::kDatagrams || mState == State::kStream; }
   bool over() const { return mState >= State::kAnswered; }
-  /// When `advance` has something to do; only of an active one.
+  bool heard() const { return mHeard; }
+  /// Whether `advance` will have something to do, and when.
+  bool timed() const { return mState == State::kDatagrams || mState == State::kStream; }
   TimePoint due() const { return mDue; }
+  /// When the connection has had its time to come about; never, once it has.
+  TimePoint givesWayAt() const { return mGivesWayAt; }
   bool owns(Transport::StreamId stream) const { return mState == State::kStream && mStream == stream; }
 
-  /// Starts, or does what is due: the next try, the change to TCP, giving up.
+  /// Starts, or does what is due: the next try, the wish for TCP, giving up.
   void advance(Transport& transport, TimePoint now);
+  /// For one that wants it.
+  void openStream(Transport& transport, TimePoint now);
+  void streamConnected(TimePoint now);
   /// The whole answer is there.
   void answered(Transport& transport);
-  /// The answer did not fit its datagram: the peer is asked over TCP, at once or when the exchange starts.
-  void overflowed(Transport& transport, TimePoint now);
+  /// The answer did not fit its datagram: the peer is to be asked over TCP.
+  void overflowed();
   void refused();
   void streamFailed(Transport& transport);
-  /// Gives up whatever is under way.
+  /// Gives up, wherever it stands.
   void abandon(Transport& transport);
 
  private:
+  bool isTooLong() const { return mTerms->request.size() > mTerms->maxDatagram; }
   void tryDatagram(Transport& transport, TimePoint now);
-  void openStream(Transport& transport, TimePoint now, std::chrono::milliseconds wait);
   void end(Transport& transport, State state);
 
   net::Endpoint mPeer;
@@ -59,6 +66,7 @@ class Exchange {
   std::size_t mTries = 0;
   Transport::StreamId mStream = 0;
   TimePoint mDue{};
+  TimePoint mGivesWayAt = TimePoint::max();
 };
 
 }  // namespace slp::client

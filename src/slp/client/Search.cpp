@@ -1,6 +1,7 @@
 #include "slp/client/Search.h"
 
 #include <algorithm>
+#include <numeric>
 #include <utility>
 
 #include "slp/client/Errors.h"
@@ -14,6 +15,19 @@ namespace {
 /// What has arrived is looked at before a wait counts as over; but after so many events in a row time goes on, so that
 /// a flood cannot hold a search.
 constexpr std::size_t kMaxBacklog = 4'096;
+
+/// So many exchanges start at once, and more after a pause, lest the first datagrams drown in buffers and in the
+/// kernel's search for neighbours.
+constexpr std::size_t kStartsPerTurn = 256;
+constexpr auto kTurn = std::chrono::milliseconds(10);
+
+/// What a connection may take to a peer that was silent to datagrams.
+constexpr auto kPatience = std::chrono::milliseconds(500);
+
+/// How long an exchange with a silent peer takes.
+std::chrono::milliseconds courseOf(const std::vector<std::chrono::milliseconds>& waits) {
+  return std::accumulate(waits.begin(), waits.end(), kPatience);
+}
 
 }  // namespace
 
@@ -35,7 +49,7 @@ Search::Search(Request request, const config::Settings& settings, Transport& tra
 }
 
 Search::~Search() {
-  for (Peer* peer : mActive)
+  for (Peer* peer : mStreaming)
     peer->exchange.abandon(mTransport);
 }
 
@@ -69,10 +83,12 @@ void Search::begin(const Plan& plan) {
 
 Search::Peer& Search::ask(const net::Endpoint& endpoint, Purpose purpose) {
   if (const auto known = mPeerOfEndpoint.find(endpoint); known != mPeerOfEndpoint.end()) return *known->second;
-  auto& peer =
-      mPeers.emplace_back(Peer{Exchange(endpoint, mTerms, purpose == Purpose::kKnown), purpose, std::string(), false});
+  auto& peer = mPeers.emplace_back(
+      Peer{Exchange(endpoint, mTerms, purpose == Purpose::kKnown), purpose, std::string(), false, false});
   mPeerOfEndpoint.emplace(endpoint, &peer);
-  mWaiting.push_back(&peer);
+  ++mUnsettled;
+  // Of the rest it is known already that it is only to be had over TCP.
+  if (purpose != Purpose::kRest) mWaiting.push_back(&peer);
   return peer;
 }
 
@@ -102,15 +118,60 @@ void Search::askKnownResponders() {
   for (const auto& responder : mResponders.of(*mKey)) {
     if (!mRounds->knows(responder.address)) ask(responder, Purpose::kKnown);
   }
+  // Of all of them, however many they are.
+  mKnownDeadline = mTransport.now() + courseOf(mTerms->waits);
 }
 
 void Search::startWaiting() {
-  while (!mOver && !mWaiting.empty() && mActive.size() < limits::kMaxExchanges) {
+  if (mOver) return;
+  const auto now = mTransport.now();
+  if (now >= mNextTurn) mStartsOfTurn = 0;
+  while (!mWaiting.empty() && mStartsOfTurn < kStartsPerTurn) {
     Peer* peer = mWaiting.front();
     mWaiting.pop_front();
-    peer->exchange.advance(mTransport, mTransport.now());
-    mActive.push_back(peer);
+    if (peer->exchange.state() != Exchange::State::kWaiting) continue;
+    if (mStartsOfTurn++ == 0) mNextTurn = now + kTurn;
+    drive(*peer, now);
   }
+  openStreams(now);
+}
+
+void Search::drive(Peer& peer, TimePoint now) {
+  auto& exchange = peer.exchange;
+  exchange.advance(mTransport, now);
+  if (exchange.timed()) mTimers.emplace(exchange.due(), &peer);
+  if (exchange.state() == Exchange::State::kWantsStream) mWantStream.push_back(&peer);
+  settle(peer);
+}
+
+/// Connections cost those that are asked something, and more than a few at once are refused by this system. So they
+/// wait for one another; those that do not come about give way, since overflows are easily forged.
+void Search::openStreams(TimePoint now) {
+  if (!streamsAreWanted()) return;
+  const bool full = mStreaming.size() >= limits::kMaxExchanges;
+  for (std::size_t i = full ? mStreaming.size() : 0; i-- > 0;) {
+    Peer* peer = mStreaming[i];
+    if (now < peer->exchange.givesWayAt()) continue;
+    peer->exchange.abandon(mTransport);
+    settle(*peer);
+  }
+  while (mStreaming.size() < limits::kMaxExchanges) {
+    Peer* peer = nextForStream();
+    if (peer == nullptr) return;
+    peer->exchange.openStream(mTransport, now);
+    mStreaming.push_back(peer);
+    mTimers.emplace(peer->exchange.due(), peer);
+  }
+}
+
+Search::Peer* Search::nextForStream() {
+  while (streamsAreWanted()) {
+    auto& queue = mWantStream.empty() ? mWantRest : mWantStream;
+    Peer* peer = queue.front();
+    queue.pop_front();
+    if (peer->exchange.state() == Exchange::State::kWantsStream) return peer;
+  }
+  return nullptr;
 }
 
 bool Search::needsMulticast() const {
@@ -151,14 +212,30 @@ void Search::beginDiscovery() {
 void Search::advance() {
   const auto now = mTransport.now();
   if (now >= mDeadline) return end(End::kComplete);
-  for (Peer* peer : mActive)
-    peer->exchange.advance(mTransport, now);
-  settle();
+  advanceExchanges(now);
   if (needsMulticast()) beginMulticast();
   if (mRounds) advanceRounds(now);
   if (mDiscovery) advanceDiscovery(now);
   startWaiting();
-  settle();
+}
+
+void Search::advanceExchanges(TimePoint now) {
+  while (!mTimers.empty() && mTimers.begin()->first <= now) {
+    Peer* peer = mTimers.begin()->second;
+    mTimers.erase(mTimers.begin());
+    if (peer->exchange.timed() && peer->exchange.due() <= now) drive(*peer, now);
+  }
+  if (mKnownDeadline && now >= *mKnownDeadline) giveUpKnown();
+}
+
+/// Those that were not even asked are given up, too: so many are gone at once only when the network is another one.
+void Search::giveUpKnown() {
+  mKnownDeadline.reset();
+  for (auto& peer : mPeers) {
+    if (peer.purpose != Purpose::kKnown || peer.exchange.heard()) continue;
+    peer.exchange.abandon(mTransport);
+    settle(peer);
+  }
 }
 
 void Search::advanceRounds(TimePoint now) {
@@ -186,25 +263,25 @@ TimePoint Search::nextDue() const {
   auto due = mDeadline;
   if (mRounds && !mRounds->done()) due = std::min(due, mRounds->due());
   if (mDiscovery && !mDiscovery->done()) due = std::min(due, mDiscovery->due());
-  for (const Peer* peer : mActive) {
-    if (peer->exchange.active()) due = std::min(due, peer->exchange.due());
-  }
+  if (!mTimers.empty()) due = std::min(due, mTimers.begin()->first);
+  if (!mWaiting.empty()) due = std::min(due, mNextTurn);
+  if (mKnownDeadline) due = std::min(due, *mKnownDeadline);
+  if (!streamsAreWanted()) return due;
+  for (const Peer* peer : mStreaming)
+    due = std::min(due, peer->exchange.givesWayAt());
   return due;
 }
 
 /// The search for directory agents is not waited for.
 bool Search::idle() const {
-  return mActive.empty() && mWaiting.empty() && (!mRounds || mRounds->done()) && !needsMulticast();
-}
-
-void Search::settle() {
-  for (Peer* peer : mActive) {
-    if (peer->exchange.over()) settle(*peer);
-  }
-  std::erase_if(mActive, [](const Peer* peer) { return peer->exchange.over(); });
+  return mUnsettled == 0 && (!mRounds || mRounds->done()) && !needsMulticast();
 }
 
 void Search::settle(Peer& peer) {
+  if (peer.settled || !peer.exchange.over()) return;
+  peer.settled = true;
+  --mUnsettled;
+  std::erase(mStreaming, &peer);
   const auto state = peer.exchange.state();
   if (peer.purpose == Purpose::kHost) {
     mHostAnswered |= state == Exchange::State::kAnswered;
@@ -224,12 +301,17 @@ void Search::handle(const Transport::Event& event) {
     case Transport::EventKind::kStreamMessage:
       streamMessage(event);
       break;
+    case Transport::EventKind::kStreamConnected:
+      if (Peer* peer = peerOf(event.stream)) streamConnected(*peer);
+      break;
     case Transport::EventKind::kStreamFailed:
-      if (Peer* peer = peerOf(event.stream)) peer->exchange.streamFailed(mTransport);
+      if (Peer* peer = peerOf(event.stream)) streamFailed(*peer);
       break;
     case Transport::EventKind::kRefused:
-      if (const auto peer = mPeerOfEndpoint.find(event.from); peer != mPeerOfEndpoint.end())
+      if (const auto peer = mPeerOfEndpoint.find(event.from); peer != mPeerOfEndpoint.end()) {
         peer->second->exchange.refused();
+        settle(*peer->second);
+      }
       break;
     case Transport::EventKind::kCancelled:
       end(End::kCancelled);
@@ -237,7 +319,6 @@ void Search::handle(const Transport::Event& event) {
     case Transport::EventKind::kTimeUp:
       break;
   }
-  settle();
 }
 
 void Search::datagram(const Transport::Event& event) {
@@ -259,8 +340,18 @@ void Search::streamMessage(const Transport::Event& event) {
   if (peer == nullptr) return;
   const auto decoded = wire::decode(event.bytes);
   const auto* message = std::get_if<wire::Message>(&decoded);
-  if (message == nullptr || !mRequest.answeredBy(*message)) return peer->exchange.streamFailed(mTransport);
+  if (message == nullptr || !mRequest.answeredBy(*message)) return streamFailed(*peer);
   reply(*message, peer->exchange.peer(), peer, true);
+}
+
+void Search::streamConnected(Peer& peer) {
+  peer.exchange.streamConnected(mTransport.now());
+  mTimers.emplace(peer.exchange.due(), &peer);
+}
+
+void Search::streamFailed(Peer& peer) {
+  peer.exchange.streamFailed(mTransport);
+  settle(peer);
 }
 
 void Search::reply(const wire::Message& message, const net::Endpoint& from, Peer* peer, bool whole) {
@@ -275,11 +366,21 @@ void Search::reply(const wire::Message& message, const net::Endpoint& from, Peer
     if (mRounds) hear(from, peer, false);
   }
   if (mOver) return;
-  if (whole && peer != nullptr) peer->exchange.answered(mTransport);
-  if (!whole && (peer != nullptr || mPeers.size() < limits::kMaxKnownResponders)) {
-    if (peer == nullptr) peer = &ask({from.address, mSettings.port}, Purpose::kRest);
-    peer->exchange.overflowed(mTransport, mTransport.now());
+  if (!whole) return askForRest(from, peer);
+  if (peer == nullptr) return;
+  peer->exchange.answered(mTransport);
+  settle(*peer);
+}
+
+void Search::askForRest(const net::Endpoint& from, Peer* peer) {
+  if (peer == nullptr) {
+    if (mPeers.size() >= limits::kMaxKnownResponders) return;
+    peer = &ask({from.address, mSettings.port}, Purpose::kRest);
   }
+  if (peer->exchange.heard()) return;
+  peer->exchange.overflowed();
+  if (peer->exchange.state() != Exchange::State::kWantsStream) return;
+  (peer->purpose == Purpose::kRest ? mWantRest : mWantStream).push_back(peer);
 }
 
 void Search::takeResults(const wire::Message& message, const Source& source, const Peer* peer) {
@@ -330,8 +431,8 @@ Search::Peer* Search::peerOf(const net::Endpoint& from) {
 
 Search::Peer* Search::peerOf(Transport::StreamId stream) {
   const auto found =
-      std::find_if(mActive.begin(), mActive.end(), [&](const Peer* peer) { return peer->exchange.owns(stream); });
-  return found == mActive.end() ? nullptr : *found;
+      std::find_if(mStreaming.begin(), mStreaming.end(), [&](const Peer* peer) { return peer->exchange.owns(stream); });
+  return found == mStreaming.end() ? nullptr : *found;
 }
 
 void Search::end(End end) {

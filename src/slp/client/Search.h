@@ -53,6 +53,7 @@ class Search {
     Purpose purpose;
     std::string scopes;  ///< of a directory agent
     bool served = false;
+    bool settled = false;
   };
 
   // Asking.
@@ -62,6 +63,10 @@ class Search {
   void configureDirectoryAgents();
   void askKnownResponders();
   void startWaiting();
+  void drive(Peer& peer, TimePoint now);
+  void openStreams(TimePoint now);
+  Peer* nextForStream();
+  bool streamsAreWanted() const { return !mWantStream.empty() || !mWantRest.empty(); }
   bool needsMulticast() const;
   bool isServed(std::string_view scope) const;
   void beginMulticast();
@@ -69,18 +74,22 @@ class Search {
 
   // Time.
   void advance();
+  void advanceExchanges(TimePoint now);
   void advanceRounds(TimePoint now);
   void advanceDiscovery(TimePoint now);
   TimePoint nextDue() const;
   bool idle() const;
-  void settle();
+  void giveUpKnown();
   void settle(Peer& peer);
 
   // Answers.
   void handle(const Transport::Event& event);
   void datagram(const Transport::Event& event);
   void streamMessage(const Transport::Event& event);
+  void streamConnected(Peer& peer);
+  void streamFailed(Peer& peer);
   void reply(const wire::Message& message, const net::Endpoint& from, Peer* peer, bool whole);
+  void askForRest(const net::Endpoint& from, Peer* peer);
   void takeResults(const wire::Message& message, const Source& source, const Peer* peer);
   void hear(const net::Endpoint& from, const Peer* peer, bool useful);
   void discovered(const wire::DirectoryAgentAdvert& advert, const net::Endpoint& from);
@@ -102,12 +111,19 @@ class Search {
   Plan mPlan;
   std::deque<Peer> mPeers;  ///< never shrinks: pointers stay good
   std::map<net::Endpoint, Peer*> mPeerOfEndpoint;
+  std::size_t mUnsettled = 0;
   std::deque<Peer*> mWaiting;
-  std::vector<Peer*> mActive;  ///< at most limits::kMaxExchanges
+  TimePoint mNextTurn{};  ///< when more of those that wait may start
+  std::size_t mStartsOfTurn = 0;
+  std::multimap<TimePoint, Peer*> mTimers;  ///< with some that are no longer meant
+  std::deque<Peer*> mWantStream;
+  std::deque<Peer*> mWantRest;    ///< the same for those that strangers have named: after all others
+  std::vector<Peer*> mStreaming;  ///< at most limits::kMaxExchanges
   std::optional<Convergence> mRounds;
   std::optional<Request> mDiscoveryRequest;
   std::optional<Convergence> mDiscovery;
   TimePoint mDeadline{};
+  std::optional<TimePoint> mKnownDeadline;
   std::size_t mEventsSinceAdvance = 0;
 
   bool mOver = false;

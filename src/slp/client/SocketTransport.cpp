@@ -34,6 +34,7 @@ struct Channel {
 struct Stream {
   net::MessageStream connection;
   net::Endpoint peer;
+  bool connecting = true;
 };
 
 timespec intervalOf(Clock::duration duration) {
@@ -129,6 +130,11 @@ std::optional<Transport::Event> SocketTransport::State::takeFromStreams() {
     Event event;
     event.from = stream.peer;
     event.stream = id;
+    if (stream.connecting && !stream.connection.connecting() && !stream.connection.failed()) {
+      stream.connecting = false;
+      event.kind = EventKind::kStreamConnected;
+      return event;
+    }
     if (const auto message = stream.connection.next()) {
       event.kind = EventKind::kStreamMessage;
       event.bytes = *message;
@@ -228,7 +234,7 @@ bool SocketTransport::sendTo(std::string_view message, const net::Endpoint& to) 
   datagram.to = to;
   const int error = socket->send(datagram);
   // A full buffer is a datagram lost, which will be sent again.
-  return error == 0 || error == EAGAIN;
+  return error == 0 || error == EAGAIN || error == ENOBUFS;
 }
 
 Transport::StreamId SocketTransport::openStream(const net::Endpoint& to, std::string_view message) {
@@ -237,7 +243,7 @@ Transport::StreamId SocketTransport::openStream(const net::Endpoint& to, std::st
   auto connection = net::MessageStream::connect(to, limits::kMaxMessage);
   connection.send(message);
   if (connection.failed()) state.readyStreams.insert(id);
-  state.streams.emplace(id, Stream{std::move(connection), to});
+  state.streams.emplace(id, Stream{std::move(connection), to, true});
   return id;
 }
 

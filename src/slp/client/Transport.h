@@ -22,7 +22,7 @@ class Transport {
   /// Which groups a multicast request goes to over IPv6 (RFC 3111, section 4.1); over IPv4 there is one.
   enum class Group { kService, kDirectoryAgent, kGeneral };
 
-  enum class EventKind { kDatagram, kStreamMessage, kStreamFailed, kRefused, kTimeUp, kCancelled };
+  enum class EventKind { kDatagram, kStreamConnected, kStreamMessage, kStreamFailed, kRefused, kTimeUp, kCancelled };
 
   struct Event {
     EventKind kind = EventKind::kTimeUp;
@@ -40,7 +40,7 @@ class Transport {
   virtual std::string networks() const { return {}; }
   /// False when it could not be sent.
   virtual bool sendTo(std::string_view message, const net::Endpoint& to) = 0;
-  /// Connects and sends; whole messages come back as events until closeStream or failure.
+  /// Connects and sends; that it is connected and whole messages come back as events until closeStream or failure.
   virtual StreamId openStream(const net::Endpoint& to, std::string_view message) = 0;
   virtual void closeStream(StreamId stream) = 0;
 

@@ -84,7 +84,7 @@ inline constexpr std::size_t kMaxKnownBytes = 64 * 1024 * 1024;
 /// hand it out once, and sixty thousand of the longest texts would be 4 GiB.
 inline constexpr std::size_t kMaxResults = 65'536;
 inline constexpr std::size_t kMaxResultBytes = 64 * 1024 * 1024;
-/// Exchanges by unicast that one search has under way at once.
+/// TCP connections that one search has under way at once: each takes a descriptor of the caller's program.
 inline constexpr std::size_t kMaxExchanges = 64;
 
 // Handles

@@ -122,6 +122,7 @@ Transport::StreamId FakeNetwork::openStream(const net::Endpoint& to, std::string
   if (port == FakeAgent::Port::kRefuses || (interfaces == 0 && !to.address.isLoopback()))
     arrive(arrivalTime(Milliseconds(0)), {EventKind::kStreamFailed, {}, to, id});
   if (port != FakeAgent::Port::kOpen || !found->second.answer) return id;
+  arrive(arrivalTime(Milliseconds(0)), {EventKind::kStreamConnected, {}, to, id});
   const auto decoded = wire::decode(wire::bytesOf(message));
   for (auto& answer : found->second.answer(std::get<wire::Message>(decoded), Via::kStream))
     arrive(arrivalTime(found->second.delay), {EventKind::kStreamMessage, answer, to, id});

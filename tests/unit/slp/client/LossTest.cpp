@@ -60,6 +60,42 @@ TEST(Loss, OfAResponderIsNoticedWithinOneSearch) {
   EXPECT_EQ(one.took, 750ms);
 }
 
+TEST(Loss, OfHundredsAtOnceIsNoticedWithinOneSearch) {
+  for (unsigned count : {200U, 600U}) {
+    Searching one;
+    const auto at = [](unsigned i) {
+      return endpoint("10.1." + std::to_string(i / 200) + '.' + std::to_string(i % 200));
+    };
+    for (unsigned i = 0; i < count; ++i)
+      one.network.add(serviceAgent(at(i), {"service:test://" + std::to_string(i)}));
+    one.network.add(serviceAgent(endpoint("10.2.0.1"), {"service:test://stays"}));
+    ASSERT_THAT(one.services(), SizeIs(count + 1));
+    for (unsigned i = 0; i < count; ++i)
+      one.network.remove(at(i).address);
+    EXPECT_THAT(one.services(), SizeIs(1));
+    EXPECT_LE(one.took, 750ms + 2'000ms);
+    for (unsigned i = 0; i < count; ++i)
+      ASSERT_GE(one.network.countTo(at(i)), 12U) << "all of them are asked to the end";
+    EXPECT_THAT(one.services(), SizeIs(1));
+    EXPECT_EQ(one.took, 750ms) << "all of them are forgotten";
+  }
+}
+
+TEST(Loss, OfThousandsAtOnceDoesNotHoldTheSearch) {
+  Searching one;
+  one.network.add(serviceAgent(endpoint("10.0.0.1"), {"service:test://a"}));
+  for (unsigned i = 0; i < 10'000; ++i)
+    one.network.add(serviceAgent(endpoint("10.1." + std::to_string(i / 200) + '.' + std::to_string(i % 200)),
+                                 {"service:test://x"}));
+  one.services();
+  for (unsigned i = 0; i < 10'000; ++i)
+    one.network.remove(address("10.1." + std::to_string(i / 200) + '.' + std::to_string(i % 200)));
+  EXPECT_THAT(one.services(), SizeIs(1));
+  EXPECT_LE(one.took, 2'750ms);
+  one.services();
+  EXPECT_EQ(one.took, 750ms);
+}
+
 TEST(Loss, IsNotMadeGoodWithRespondersOfOtherNetworks) {
   Searching one;
   const auto gone = endpoint("10.0.0.1");

@@ -124,6 +124,9 @@ TEST_P(SocketTransportOnLoopback, CarriesMessagesOverTcp) {
     }
   });
   auto event = transport.wait(soon());
+  EXPECT_EQ(event.kind, EventKind::kStreamConnected);
+  EXPECT_EQ(event.stream, stream);
+  event = transport.wait(soon());
   EXPECT_EQ(event.kind, EventKind::kStreamMessage);
   EXPECT_EQ(event.stream, stream);
   EXPECT_EQ(textOf(event.bytes), request);
