@@ -13,8 +13,11 @@ namespace slp::config {
 namespace {
 
 // Nothing here has a destructor: messages may come while the process ends.
-constinit std::mutex sinkMutex;
-constinit LogSink* sink = nullptr;  // owned; null: syslog
+using SharedSink = std::shared_ptr<const LogSink>;
+constinit std::mutex deliveryMutex;    // held while a message is handed out: one at a time
+constinit std::mutex sinkMutex;        // of `sink`, and never held while somebody else's code runs
+constinit SharedSink* sink = nullptr;  // owned; null: syslog
+thread_local bool tDelivering = false;
 constinit std::mutex limiterMutex;
 constinit LogLimiter limiter;
 static_assert(std::is_trivially_destructible_v<std::mutex> && std::is_trivially_destructible_v<LogLimiter>);
@@ -34,6 +37,20 @@ int priorityOf(LogLevel level) {
 void toSyslog(LogLevel level, std::string_view text) {
   constexpr std::size_t kLongest = 4'096;
   ::syslog(LOG_DAEMON | priorityOf(level), "slp: %.*s", static_cast<int>(std::min(text.size(), kLongest)), text.data());
+}
+
+/// Marks the thread that hands out a message.
+struct Delivering {
+  Delivering() { tDelivering = true; }
+  ~Delivering() { tDelivering = false; }
+  Delivering(const Delivering&) = delete;
+  Delivering& operator=(const Delivering&) = delete;
+};
+
+/// A copy, so that a sink may be replaced while it runs. Null: syslog.
+SharedSink currentSink() {
+  const std::lock_guard lock(sinkMutex);
+  return sink == nullptr ? SharedSink() : *sink;
 }
 
 }  // namespace
@@ -62,20 +79,27 @@ LogLimiter::Place& LogLimiter::placeOf(std::size_t subject) {
 }
 
 void setLogSink(LogSink newSink) {
-  auto owned = newSink ? std::make_unique<LogSink>(std::move(newSink)) : nullptr;
+  std::unique_ptr<SharedSink> other;
+  if (newSink) other = std::make_unique<SharedSink>(std::make_shared<const LogSink>(std::move(newSink)));
   {
     const std::lock_guard lock(sinkMutex);
-    LogSink* const old = std::exchange(sink, owned.release());
-    owned.reset(old);
+    SharedSink* const old = std::exchange(sink, other.release());
+    other.reset(old);
   }
-  // The old one goes here, without the lock: what it holds may have a destructor with a mind of its own.
+  // The old one may be running; a sink that replaces itself does not wait for itself.
+  if (!tDelivering) {
+    const std::lock_guard awaited(deliveryMutex);
+  }
+  // It goes here, without a lock: what it holds may have a destructor with a mind of its own.
 }
 
 void log(LogLevel level, std::string_view text) {
-  const std::lock_guard lock(sinkMutex);
+  if (tDelivering) return;
+  const std::lock_guard delivery(deliveryMutex);
+  const Delivering delivering;
   try {
-    if (sink != nullptr)
-      (*sink)(level, text);
+    if (const SharedSink current = currentSink(); current != nullptr)
+      (*current)(level, text);
     else
       toSyslog(level, text);
   } catch (...) {

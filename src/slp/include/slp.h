@@ -2,10 +2,10 @@
  *
  * Every function may be called by every thread. Handles are independent of one another; one handle serves one call at a
  * time, and a second one answers SLP_HANDLE_IN_USE. Callbacks run on the calling thread, inside the call, with no lock
- * of the library held; what they are given belongs to the library and lives until they return. A null, closed or
- * foreign handle answers SLP_PARAMETER_BAD. Strings are UTF-8, end with a zero byte, and have at most 65,535 bytes
- * (longer ones: SLP_PARAMETER_BAD). Once the library has gone, by exit or unloading, every function that needs it
- * answers SLP_NETWORK_INIT_FAILED. A process that forks must not use the library in the child. */
+ * of the library held (but see SLPSetLog); what they are given belongs to the library and lives until they return. A
+ * null, closed or foreign handle answers SLP_PARAMETER_BAD. Strings are UTF-8, end with a zero byte, and have at most
+ * 65,535 bytes (longer ones: SLP_PARAMETER_BAD). Once the library has gone, by exit or unloading, every function that
+ * needs it answers SLP_NETWORK_INIT_FAILED. A process that forks must not use the library in the child. */
 #ifndef SLP_H
 #define SLP_H
 
@@ -118,8 +118,10 @@ SLP_EXPORT SLPError SLPAssociateIP(SLPHandle hSLP, const char* pcUnicastIP);
 SLP_EXPORT SLPError SLPAssociateIFList(SLPHandle hSLP, const char* pcMulticastIFList);
 
 /* Our own addition: where the library's few messages go instead of syslog. The levels are those of syslog (LOG_WARNING
- * 4, LOG_INFO 6, LOG_DEBUG 7). The callback may run on any thread, one message at a time, and must not call the
- * library. Null brings syslog back. */
+ * 4, LOG_INFO 6, LOG_DEBUG 7). The callback may run on any thread, one message at a time: for that a lock is held, the
+ * only one that a callback ever meets. So it must not wait for a thread that may be inside the library, and should not
+ * call the library; messages of calls that it makes nevertheless are dropped. Null brings syslog back. Once SLPSetLog
+ * has returned, the callback before is called no more, but for one that replaces itself. */
 typedef void SLPLogCallback(int nLevel, const char* pcText, void* pvCookie);
 SLP_EXPORT void SLPSetLog(SLPLogCallback callback, void* pvCookie);
 

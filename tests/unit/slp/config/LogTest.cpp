@@ -1,4 +1,5 @@
 #include <atomic>
+#include <future>
 #include <string>
 #include <thread>
 #include <vector>
@@ -76,6 +77,54 @@ TEST(Log, CallsTheSinkForOneMessageAtATime) {
   setLogSink(nullptr);
   EXPECT_FALSE(overlap);
   EXPECT_EQ(calls, 800);
+}
+
+TEST(Log, DropsWhatTheSinkLogsItself) {
+  std::vector<std::string> messages;
+  setLogSink([&](LogLevel, std::string_view text) {
+    messages.emplace_back(text);
+    log(LogLevel::kInfo, "from within");
+    logLimited(LogLevel::kInfo, "from within the sink of this test", "from within");
+  });
+  log(LogLevel::kInfo, "one");
+  log(LogLevel::kInfo, "two");
+  setLogSink(nullptr);
+  EXPECT_THAT(messages, ElementsAre("one", "two"));
+}
+
+TEST(Log, LetsASinkReplaceItself) {
+  std::vector<std::string> first;
+  std::vector<std::string> second;
+  setLogSink([&first, &second](LogLevel, std::string_view text) {
+    setLogSink([&second](LogLevel, std::string_view later) { second.emplace_back(later); });
+    first.emplace_back(text);  // what it holds is still there
+  });
+  log(LogLevel::kInfo, "one");
+  log(LogLevel::kInfo, "two");
+  setLogSink(nullptr);
+  EXPECT_THAT(first, ElementsAre("one"));
+  EXPECT_THAT(second, ElementsAre("two"));
+}
+
+TEST(Log, CallsAReplacedSinkNoMore) {
+  std::promise<void> begun;
+  std::promise<void> goOn;
+  std::atomic<bool> running{false};
+  setLogSink([&](LogLevel, std::string_view) {
+    running = true;
+    begun.set_value();
+    goOn.get_future().wait();
+    running = false;
+  });
+  std::thread logging([] { log(LogLevel::kInfo, "one"); });
+  begun.get_future().wait();
+  std::thread replacing([&] {
+    setLogSink(nullptr);
+    EXPECT_FALSE(running);
+  });
+  goOn.set_value();
+  replacing.join();
+  logging.join();
 }
 
 TEST(Log, IsLimitedForEachSubject) {
