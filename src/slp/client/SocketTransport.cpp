@@ -55,6 +55,7 @@ struct SocketTransport::State {
         wanted(wantedInterfaces.empty() ? wantedSettings.interfaces : wantedInterfaces),
         cancel(wakeup) {}
 
+  bool speaks(net::Family family) const { return family == net::Family::kV4 ? settings.useIpv4 : settings.useIpv6; }
   net::UdpSocket* socketOf(net::Family family);
   const std::vector<net::Interface>& suitable();
   Clock::time_point now() const { return (paused ? *paused : Clock::now()) - pausedFor; }
@@ -82,9 +83,8 @@ struct SocketTransport::State {
 };
 
 net::UdpSocket* SocketTransport::State::socketOf(net::Family family) {
-  const bool v4 = family == net::Family::kV4;
-  if (!(v4 ? settings.useIpv4 : settings.useIpv6)) return nullptr;
-  auto& channel = channels[v4 ? 0 : 1];
+  if (!speaks(family)) return nullptr;
+  auto& channel = channels[family == net::Family::kV4 ? 0 : 1];
   if (!channel.tried) {
     channel.tried = true;
     if (channel.socket.open(family, 0) == 0) channel.socket.reportRefusals();
@@ -240,7 +240,9 @@ bool SocketTransport::sendTo(std::string_view message, const net::Endpoint& to) 
 Transport::StreamId SocketTransport::openStream(const net::Endpoint& to, std::string_view message) {
   auto& state = *mState;
   const StreamId id = ++state.lastStream;
-  auto connection = net::MessageStream::connect(to, limits::kMaxMessage);
+  // Without a descriptor the stream has failed from its beginning.
+  auto connection = state.speaks(to.address.family) ? net::MessageStream::connect(to, limits::kMaxMessage)
+                                                    : net::MessageStream(net::Descriptor(), limits::kMaxMessage);
   connection.send(message);
   if (connection.failed()) state.readyStreams.insert(id);
   state.streams.emplace(id, Stream{std::move(connection), to, true});
@@ -266,7 +268,9 @@ Transport::Event SocketTransport::wait(TimePoint until) {
 }
 
 std::vector<net::Address> SocketTransport::resolve(std::string_view host) {
-  return resolveHost(std::string(host), mState->cancel.fd());
+  auto addresses = resolveHost(std::string(host), mState->cancel.fd());
+  std::erase_if(addresses, [&](const net::Address& address) { return !mState->speaks(address.family); });
+  return addresses;
 }
 
 Transport::TimePoint SocketTransport::now() const {

@@ -161,6 +161,14 @@ TEST_P(SocketTransportOnLoopback, SendsNothingInAFamilyThatIsOff) {
   settings.useIpv6 = GetParam() != net::Family::kV6;
   SocketTransport other(settings, {}, cancel);
   EXPECT_FALSE(other.sendTo("request", at));
+  int error = 0;
+  const auto listener = net::listenTcp(GetParam(), at.port, error);
+  ASSERT_EQ(error, 0);
+  const auto stream = other.openStream(at, message("service:request"));
+  const auto event = other.wait(soon());
+  EXPECT_EQ(event.kind, EventKind::kStreamFailed);
+  EXPECT_EQ(event.stream, stream);
+  EXPECT_TRUE(other.resolve(at.address.text()).empty());
 }
 
 INSTANTIATE_TEST_SUITE_P(Families, SocketTransportOnLoopback, testing::Values(net::Family::kV4, net::Family::kV6),
