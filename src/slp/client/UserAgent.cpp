@@ -105,12 +105,18 @@ Outcome UserAgent::findAttributes(const AttributeQuery& query, const config::Set
 
 void UserAgent::askForUrl(Search& search, const std::string& url, const config::Settings& settings,
                           Transport& transport) const {
-  const auto sender = mResponders.senderOf(url);
   Plan hosts;
-  hosts.hosts = sender ? std::vector{*sender} : hostOf(url, settings.port, transport);
-  search.run(hosts);
-  if (search.over()) return;
-  if (sender && !search.hostAnswered()) mResponders.forgetSender(url);
+  if (const auto sender = mResponders.senderOf(url)) {
+    hosts.hosts = {*sender};
+    search.run(hosts);
+    if (search.over()) return;
+    if (!search.hostAnswered()) mResponders.forgetSender(url);
+  }
+  if (!search.hostAnswered()) {
+    hosts.hosts = hostOf(url, settings.port, transport);
+    search.run(hosts);
+    if (search.over()) return;
+  }
 
   Plan directoryAgents;
   directoryAgents.directoryAgents = true;

@@ -36,7 +36,7 @@ class UserAgent {
                     Transport& transport, const TextSink& found) const;
 
  private:
-  /// The agent that sent the URL, or its host; directory agents; this machine's agent; everybody.
+  /// The agent that sent the URL; its host; directory agents; this machine's agent; everybody.
   void askForUrl(Search& search, const std::string& url, const config::Settings& settings, Transport& transport) const;
 
   const LocalServices& mLocal;

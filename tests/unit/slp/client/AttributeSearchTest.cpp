@@ -110,13 +110,34 @@ TEST(AttributeSearch, AsksEverybodyAtLast) {
   EXPECT_EQ(one.took, 2ms) << "then it is known who knows the URL";
 }
 
-TEST(AttributeSearch, AsksTheHostAgainWhenTheSenderIsGone) {
+TEST(AttributeSearch, AsksTheHostWhenTheSenderIsGone) {
   Searching one;
+  one.settings.directoryAgents = {"10.0.0.9"};
   one.responders.rememberSender(kUrl, kOther);
   one.network.add(attributeAgent(kHost, "(a=1)")).hearsGroup = false;
-  EXPECT_THAT(one.attributes(kUrl), IsEmpty());
-  EXPECT_EQ(one.responders.senderOf(kUrl), std::nullopt);
+  one.network.add(attributeDirectory("(d=1)"));
   EXPECT_THAT(one.attributes(kUrl), ElementsAre("(a=1)"));
+  EXPECT_EQ(one.took, 2'000ms + 2ms);
+  EXPECT_EQ(one.network.countTo(kDirectory), 0U);
+  EXPECT_EQ(one.responders.senderOf(kUrl), kHost);
+  EXPECT_THAT(one.attributes(kUrl), ElementsAre("(a=1)"));
+  EXPECT_EQ(one.took, 2ms);
+}
+
+TEST(AttributeSearch, AsksTheHostWhenTheSenderRefuses) {
+  Searching one;
+  one.responders.rememberSender(kUrl, kOther);
+  one.network.add(attributeAgent(kOther, "")).udp = FakeAgent::Port::kRefuses;
+  one.network.add(attributeAgent(kHost, "(a=1)")).hearsGroup = false;
+  EXPECT_THAT(one.attributes(kUrl), ElementsAre("(a=1)"));
+  EXPECT_EQ(one.took, 4ms);
+}
+
+TEST(AttributeSearch, AsksASenderThatIsTheHostOnce) {
+  Searching one;
+  one.responders.rememberSender(kUrl, kHost);
+  EXPECT_THAT(one.attributes(kUrl), IsEmpty());
+  EXPECT_EQ(one.network.countTo(kHost), 12U) << "one try, five pairs, and a connection";
 }
 
 TEST(AttributeSearch, PrefersAnAnswerToTheErrorOfTheHost) {
