@@ -4,7 +4,6 @@
 #include <unistd.h>
 #include <utility>
 
-#include "slp/wire/Codec.h"
 #include "slp/wire/ServiceType.h"
 #include "slp/wire/Text.h"
 
@@ -44,6 +43,18 @@ bool answers(const AttributeQuery&, const wire::Body& body) {
 
 bool answers(const TypeQuery&, const wire::Body& body) {
   return std::holds_alternative<wire::ServiceTypeReply>(body);
+}
+
+wire::Function replyTo(const ServiceQuery&) {
+  return wire::ServiceReply::kFunction;
+}
+
+wire::Function replyTo(const AttributeQuery&) {
+  return wire::AttributeReply::kFunction;
+}
+
+wire::Function replyTo(const TypeQuery&) {
+  return wire::ServiceTypeReply::kFunction;
 }
 
 std::string subjectOf(const ServiceQuery& query) {
@@ -89,6 +100,11 @@ bool Request::answeredBy(const wire::Message& message) const {
   return std::visit([&](const auto& query) { return answers(query, message.body); }, mQuery);
 }
 
+bool Request::answeredBy(const wire::Rejected& cut) const {
+  if (!cut.header || !cut.header->overflow || cut.header->xid != mXid) return false;
+  return cut.function == std::visit([](const auto& query) { return replyTo(query); }, mQuery);
+}
+
 const std::string& Request::scopes() const {
   return std::visit([](const auto& query) -> const std::string& { return query.scopes; }, mQuery);
 }
@@ -115,8 +131,9 @@ std::optional<std::string> Request::key() const {
 }
 
 bool Request::isPlain() const {
-  const auto* services = std::get_if<ServiceQuery>(&mQuery);
-  return services == nullptr || services->filter.empty();
+  if (const auto* services = std::get_if<ServiceQuery>(&mQuery)) return services->filter.empty();
+  const auto* attributes = std::get_if<AttributeQuery>(&mQuery);
+  return attributes == nullptr || attributes->tags.empty();
 }
 
 }  // namespace slp::client

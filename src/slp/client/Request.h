@@ -8,6 +8,7 @@
 
 #include "slp/client/Queries.h"
 #include "slp/client/Transport.h"
+#include "slp/wire/Codec.h"
 #include "slp/wire/Message.h"
 
 namespace slp::client {
@@ -27,6 +28,8 @@ class Request {
 
   /// Whether the message is an answer to this request, whoever sent it.
   bool answeredBy(const wire::Message& message) const;
+  /// Whether the bytes are an answer that was cut to fit a datagram, be it inside a field (RFC 2608, section 6.1).
+  bool answeredBy(const wire::Rejected& cut) const;
 
   const std::string& scopes() const;
   const std::string& language() const;

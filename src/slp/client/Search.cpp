@@ -324,7 +324,10 @@ void Search::handle(const Transport::Event& event) {
 void Search::datagram(const Transport::Event& event) {
   const auto decoded = wire::decode(event.bytes);
   const auto* message = std::get_if<wire::Message>(&decoded);
-  if (message == nullptr) return;
+  if (message == nullptr) {
+    if (mRequest.answeredBy(std::get<wire::Rejected>(decoded))) cutReply(event.from);
+    return;
+  }
   const auto* advert = std::get_if<wire::DirectoryAgentAdvert>(&message->body);
   if (advert != nullptr && mDiscoveryRequest && mDiscoveryRequest->answeredBy(*message))
     return discovered(*advert, event.from);
@@ -370,6 +373,14 @@ void Search::reply(const wire::Message& message, const net::Endpoint& from, Peer
   if (peer == nullptr) return;
   peer->exchange.answered(mTransport);
   settle(*peer);
+}
+
+/// An answer of which nothing can be read but that there is one.
+void Search::cutReply(const net::Endpoint& from) {
+  Peer* peer = peerOf(from);
+  if (peer == nullptr && !mRounds) return;
+  if (mRounds) hear(from, peer, true);
+  askForRest(from, peer);
 }
 
 void Search::askForRest(const net::Endpoint& from, Peer* peer) {

@@ -89,6 +89,7 @@ class Search {
   void streamConnected(Peer& peer);
   void streamFailed(Peer& peer);
   void reply(const wire::Message& message, const net::Endpoint& from, Peer* peer, bool whole);
+  void cutReply(const net::Endpoint& from);
   void askForRest(const net::Endpoint& from, Peer* peer);
   void takeResults(const wire::Message& message, const Source& source, const Peer* peer);
   void hear(const net::Endpoint& from, const Peer* peer, bool useful);

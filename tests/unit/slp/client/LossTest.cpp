@@ -133,6 +133,23 @@ TEST(Loss, OfAServiceIsNoticedAtOnceWhenItsAgentSaysSo) {
   EXPECT_EQ(one.network.countTo(agent), 0U);
 }
 
+TEST(Loss, OfAttributesIsNotToldByAnEmptyAnswerToAQuestionForSome) {
+  Searching one;
+  const auto at = endpoint("10.0.0.1");
+  auto agent = attributeAgent(at, "");
+  agent.answer = [](const wire::Message& request, Via) -> std::vector<std::string> {
+    const auto* asked = std::get_if<wire::AttributeRequest>(&request.body);
+    if (asked == nullptr) return {};
+    return {reply(request, wire::AttributeReply{wire::ErrorCode::kOk, asked->tags.empty() ? "(a=1)" : "", {}})};
+  };
+  one.network.add(agent);
+  ASSERT_THAT(one.attributes("service:test"), SizeIs(1));
+  EXPECT_THAT(one.attributes("service:test", "b"), SizeIs(0));
+  agent.hearsGroup = false;
+  one.network.add(agent);
+  EXPECT_THAT(one.attributes("service:test"), SizeIs(1)) << "it is remembered, and asked by unicast";
+}
+
 TEST(Loss, OfTheFirstAnswersOfManyIsMadeGoodByUnicast) {
   Searching one;
   for (unsigned i = 0; i < 200; ++i)

@@ -48,9 +48,9 @@ struct Searching {
                                        [&](std::string_view url, std::uint16_t) { return keep(url); });
     });
   }
-  const std::vector<std::string>& attributes(const std::string& urlOrType) {
+  const std::vector<std::string>& attributes(const std::string& urlOrType, const std::string& tags = {}) {
     return run([&] {
-      outcome = userAgent.findAttributes({urlOrType, "DEFAULT", {}, "en"}, settings, target, network,
+      outcome = userAgent.findAttributes({urlOrType, "DEFAULT", tags, "en"}, settings, target, network,
                                          [&](std::string_view text) { return keep(text); });
     });
   }

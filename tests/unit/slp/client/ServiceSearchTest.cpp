@@ -206,6 +206,23 @@ TEST(ServiceSearch, TriesTheWholeAnswerOverTcp) {
   EXPECT_EQ(one.took, 750ms);
 }
 
+TEST(ServiceSearch, TriesAnAnswerThatWasCutInsideAFieldOverTcp) {
+  Searching one;
+  FakeAgent agent = serviceAgent(kA, {});
+  agent.answer = [](const wire::Message& request, Via via) -> std::vector<std::string> {
+    auto answer = serviceReply(request, {"service:test://a", "service:test://b"}, via != Via::kStream);
+    if (via != Via::kStream) answer.resize(answer.size() - 5);
+    return {answer};
+  };
+  one.network.add(agent);
+  EXPECT_THAT(one.services(), ElementsAre("service:test://a", "service:test://b"));
+  EXPECT_EQ(one.network.countOf(Via::kStream), 1U);
+  EXPECT_EQ(one.took, 750ms);
+  one.target.host = kA;
+  EXPECT_THAT(one.services(), ElementsAre("service:test://a", "service:test://b"));
+  EXPECT_EQ(one.took, 4ms);
+}
+
 TEST(ServiceSearch, SaysWhenARequestFitsNoDatagram) {
   Searching one;
   one.services("service:test", "(x=" + std::string(2'000, 'y') + ")");
