@@ -40,13 +40,11 @@ constexpr std::array kTable{
              "the wait behind each request of a search by multicast",
              value<&Settings::multicastTimeouts, readTimeouts>},
     // Runs beside the search and delays nothing, but what it finds counts for a long while, and a directory agent may
-    // be
-    // some routers away: so it has twice the patience of a search.
+    // be some routers away: so it has twice the patience of a search.
     Property{"net.slp.DADiscoveryTimeouts", "500,500,1000,2000,4000", "ms", kAnyTime,
              "the same for a search for directory agents", value<&Settings::daDiscoveryTimeouts, readTimeouts>},
     // Six tries within 1.5 s: with 30% of the datagrams lost each way, two of a hundred exchanges fail by them, and
-    // there
-    // is time left for TCP before a user calls it slow.
+    // there is time left for TCP before a user calls it slow.
     Property{"net.slp.datagramTimeouts", "100,150,200,250,300,500", "ms", kAnyTime,
              "the wait behind each try of a request by unicast", value<&Settings::datagramTimeouts, readTimeouts>},
     Property{"net.slp.randomWaitBound", "1000", "ms", kAnyTime, "the longest of the random waits",
@@ -64,8 +62,6 @@ constexpr std::array kTable{
              value<&Settings::locale, readLanguage>},
     Property{"net.slp.maxResults", "-1", "", kAnyTime, "results that one search hands out; -1: all",
              value<&Settings::maxResults, readMaxResults>},
-    Property{"net.slp.typeHint", "", "", kAnyTime, "types of the services whose agents a search for scopes asks",
-             value<&Settings::typeHint, readStrings>},
 
     // Our own
     Property{"net.slp.port", "427", "", kAnyTime, "the port of all agents; another one is for trials without privilege",
@@ -75,7 +71,7 @@ constexpr std::array kTable{
     Property{"net.slp.allowRemoteRegistrations", "false", "", kAnyTime, "take registrations of other machines",
              value<&Settings::allowRemoteRegistrations, readFlag>},
 
-    // Kept and returned as text for programs that ask for them (sections 2.1.1, 2.1.3, 2.1.4 and 2.1.8)
+    // Kept and returned as text for programs that ask for them (sections 2.1.1, 2.1.3, 2.1.4, 2.1.7 and 2.1.8)
     Property{"net.slp.isDA", "false", "", kAnyTime, "without effect: this library is no directory agent",
              withoutEffect},
     Property{"net.slp.DAHeartBeat", "10800", "s", kAnyTime, "without effect: this library is no directory agent",
@@ -88,6 +84,8 @@ constexpr std::array kTable{
     Property{"net.slp.traceDrop", "false", "", kAnyTime, "without effect: the library does not trace", withoutEffect},
     Property{"net.slp.traceReg", "false", "", kAnyTime, "without effect: the library does not trace", withoutEffect},
     Property{"net.slp.serializedRegURL", "", "", kAnyTime, "without effect: registrations come from programs only",
+             withoutEffect},
+    Property{"net.slp.typeHint", "", "", kAnyTime, "without effect: no agents are asked for their scopes",
              withoutEffect},
     Property{"net.slp.securityEnabled", "false", "", kAnyTime, "without effect: nothing is signed or verified",
              withoutEffect},

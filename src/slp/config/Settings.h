@@ -32,7 +32,6 @@ struct Settings {
   std::string saAttributes;             ///< net.slp.SAAttributes
   std::string locale;                   ///< net.slp.locale
   int maxResults = 0;                   ///< net.slp.maxResults: -1 for all
-  std::vector<std::string> typeHint;    ///< net.slp.typeHint
   // Ours:
   std::uint16_t port = 0;                 ///< net.slp.port: for trials without privilege
   bool useIpv4 = false;                   ///< net.slp.useIPv4

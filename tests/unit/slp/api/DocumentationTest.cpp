@@ -44,6 +44,7 @@ TEST(Documentation, ListsEveryPropertyAsTheTableHasIt) {
     EXPECT_EQ(rows[i][1], table[i].defaultValue) << rows[i][0];
     EXPECT_EQ(rows[i][2], table[i].unit) << rows[i][0];
     EXPECT_EQ(rows[i][3], table[i].readOnly ? "file" : "") << rows[i][0];
+    EXPECT_EQ(rows[i][4], table[i].meaning) << rows[i][0];
   }
 }
 

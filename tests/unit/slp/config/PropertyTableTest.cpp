@@ -58,7 +58,6 @@ TEST(Settings, HaveTheDefaults) {
   EXPECT_EQ(settings.saAttributes, "");
   EXPECT_EQ(settings.locale, "en");
   EXPECT_EQ(settings.maxResults, -1);
-  EXPECT_THAT(settings.typeHint, IsEmpty());
   EXPECT_EQ(settings.port, 427);
   EXPECT_TRUE(settings.useIpv4);
   EXPECT_TRUE(settings.useIpv6);
