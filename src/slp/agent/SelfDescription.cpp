@@ -3,13 +3,11 @@
 #include <utility>
 
 #include "slp/wire/Escape.h"
-#include "slp/wire/Text.h"
+#include "slp/wire/ServiceType.h"
 
 namespace slp::agent {
 
 namespace {
-
-constexpr std::string_view kScheme = "service:";
 
 /// "(service-type=a,b)" behind the configured attributes; nothing more without a type.
 std::string withTypes(const std::string& configured, const std::string& types) {
@@ -39,7 +37,7 @@ void SelfDescription::refresh() {
     append(types, type);
     append(names, type);
     // Section 8.6 of RFC 2608 writes "nfs" in a predicate, section 3.11 of RFC 2614 "service:imap": both are found.
-    if (wire::equalFolded(type.substr(0, kScheme.size()), kScheme)) append(names, type.substr(kScheme.size()));
+    if (wire::hasServiceScheme(type)) append(names, type.substr(wire::kServiceScheme.size()));
     return true;
   });
   mAttributes = withTypes(mConfigured, types);

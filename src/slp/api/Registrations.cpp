@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <utility>
 
 #include "slp/api/Arguments.h"
@@ -13,19 +14,14 @@ namespace {
 std::string typeOf(const std::string& url, const std::string& argument) {
   const std::string fromUrl(wire::serviceTypeOf(url));
   const std::string folded = wire::folded(argument);
-  const bool urlDecides = folded.empty() || folded == "service" || wire::folded(fromUrl).starts_with("service:");
+  const bool urlDecides = folded.empty() || folded == "service" || wire::hasServiceScheme(fromUrl);
   return urlDecides ? fromUrl : argument;
 }
 
-bool hasControls(const std::string& text) {
-  for (const char c : text) {
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) return true;
-  }
-  return false;
-}
-
 SLPError add(Library& library, const agent::Registration& registration, const config::Settings& settings) {
-  if (registration.serviceType.empty() || hasControls(registration.url)) return SLP_INVALID_REGISTRATION;
+  const std::string& url = registration.url;
+  const bool hasControls = std::any_of(url.begin(), url.end(), wire::isControl);
+  if (registration.serviceType.empty() || hasControls) return SLP_INVALID_REGISTRATION;
   return library.serviceAgent.add(registration, settings);
 }
 

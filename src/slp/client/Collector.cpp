@@ -14,11 +14,7 @@ namespace {
 
 /// Text that may be handed out and logged: something, and no control characters.
 bool isClean(std::string_view text) {
-  const auto isControl = [](char character) {
-    const auto byte = static_cast<unsigned char>(character);
-    return byte < 0x20 || byte == 0x7F;
-  };
-  return !text.empty() && std::none_of(text.begin(), text.end(), isControl);
+  return !text.empty() && std::none_of(text.begin(), text.end(), wire::isControl);
 }
 
 }  // namespace

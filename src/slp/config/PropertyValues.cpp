@@ -3,8 +3,12 @@
 #include <charconv>
 #include <limits>
 
+#include "slp/wire/Text.h"
+
 namespace slp::config {
 namespace {
+
+using wire::isControl;
 
 constexpr std::string_view kBlanks = " \t";
 /// Nobody needs more; a list is walked at every search.
@@ -21,11 +25,6 @@ int hexDigit(char digit) {
   if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
   if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
   return -1;
-}
-
-bool isControl(char character) {
-  const auto byte = static_cast<unsigned char>(character);
-  return byte < 0x20 || byte == 0x7F;
 }
 
 bool isLetter(char character) {

@@ -7,19 +7,11 @@
 namespace slp::wire {
 namespace {
 
-constexpr std::string_view kScheme = "service:";
-
-bool isServiceScheme(std::string_view text) {
-  return text.size() >= kScheme.size() &&
-         std::equal(kScheme.begin(), kScheme.end(), text.begin(),
-                    [](char expected, char character) { return expected == lowered(character); });
-}
-
 /// "service:wbem" of "service:wbem:https"; nothing of a type without an abstract part.
 std::string_view abstractPart(std::string_view type) {
-  if (!isServiceScheme(type)) return {};
-  const std::size_t colon = type.find(':', kScheme.size());
-  if (colon == std::string_view::npos || colon == kScheme.size()) return {};
+  if (!hasServiceScheme(type)) return {};
+  const std::size_t colon = type.find(':', kServiceScheme.size());
+  if (colon == std::string_view::npos || colon == kServiceScheme.size()) return {};
   return type.substr(0, colon);
 }
 
@@ -31,6 +23,12 @@ bool isTypeCharacter(char character) {
 }
 
 }  // namespace
+
+bool hasServiceScheme(std::string_view text) {
+  return text.size() >= kServiceScheme.size() &&
+         std::equal(kServiceScheme.begin(), kServiceScheme.end(), text.begin(),
+                    [](char expected, char character) { return expected == lowered(character); });
+}
 
 bool covers(std::string_view asked, std::string_view offered) {
   const std::string_view type = trimmed(offered);
@@ -46,7 +44,7 @@ IndexKeys indexKeys(std::string_view type) {
 
 std::string_view namingAuthority(std::string_view type) {
   std::string_view name = trimmed(type);
-  if (isServiceScheme(name)) name.remove_prefix(kScheme.size());
+  if (hasServiceScheme(name)) name.remove_prefix(kServiceScheme.size());
   name = name.substr(0, name.find(':'));
   const std::size_t dot = name.rfind('.');
   return dot == std::string_view::npos ? std::string_view{} : name.substr(dot + 1);
@@ -56,7 +54,7 @@ std::string_view serviceTypeOf(std::string_view url) {
   const std::string_view text = trimmed(url);
   // The address of another family starts with a single slash.
   const std::size_t address = text.find(":/");
-  if (isServiceScheme(text)) return trimmed(text.substr(0, address));
+  if (hasServiceScheme(text)) return trimmed(text.substr(0, address));
   const std::size_t end = address != std::string_view::npos ? address : text.find(':');
   if (end == std::string_view::npos) return {};
   const std::string_view scheme = text.substr(0, end);

@@ -7,6 +7,11 @@
 /// authority behind its last dot; or the scheme of another URL.
 namespace slp::wire {
 
+/// The scheme of service URLs, with which their types begin.
+inline constexpr std::string_view kServiceScheme = "service:";
+/// In any case of letters.
+bool hasServiceScheme(std::string_view text);
+
 /// Whether a service of type `offered` answers a request for `asked`: the same type, folded, or a concrete type of the
 /// abstract one asked for ("service:wbem" covers "service:wbem:https").
 bool covers(std::string_view asked, std::string_view offered);

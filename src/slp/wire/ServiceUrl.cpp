@@ -11,11 +11,6 @@ namespace {
 
 constexpr auto kNone = std::string_view::npos;
 
-bool isControl(char character) {
-  const auto byte = static_cast<unsigned char>(character);
-  return byte < 0x20U || byte == 0x7FU;
-}
-
 bool isDecimal(std::string_view text) {
   return !text.empty() &&
          std::all_of(text.begin(), text.end(), [](char character) { return character >= '0' && character <= '9'; });

@@ -11,6 +11,11 @@ constexpr bool isBlank(char character) {
   return character == ' ' || character == '\t' || character == '\r' || character == '\n';
 }
 
+/// What no URL, tag or log line may hold.
+constexpr bool isControl(char character) {
+  return static_cast<unsigned char>(character) < 0x20 || character == 0x7F;
+}
+
 constexpr char lowered(char character) {
   return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
 }

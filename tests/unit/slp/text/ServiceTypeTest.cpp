@@ -41,6 +41,14 @@ constexpr Coverage kCoverages[] = {
     {"nothing at all", "", "", false},
 };
 
+TEST(ServiceType, KnowsItsSchemeInAnyCase) {
+  EXPECT_TRUE(hasServiceScheme("service:"));
+  EXPECT_TRUE(hasServiceScheme("Service:wbem"));
+  EXPECT_FALSE(hasServiceScheme("service"));
+  EXPECT_FALSE(hasServiceScheme("services:wbem"));
+  EXPECT_FALSE(hasServiceScheme("https:"));
+}
+
 TEST(ServiceType, CoversItselfAndItsConcreteTypes) {
   for (const Coverage& row : kCoverages)
     EXPECT_EQ(covers(row.asked, row.offered), row.covers) << row.name;

@@ -37,6 +37,13 @@ int signOf(int number) {
   return (number > 0) - (number < 0);
 }
 
+TEST(Text, TellsControlCharacters) {
+  for (const char control : {'\0', '\t', '\n', '\x1F', '\x7F'})
+    EXPECT_TRUE(isControl(control)) << int{control};
+  for (const char other : {' ', '~', 'a', '\x80', '\xFF'})
+    EXPECT_FALSE(isControl(other)) << int{other};
+}
+
 TEST(Text, IsComparedWithoutCaseAndWithWhiteSpaceFolded) {
   for (const Comparison& row : kComparisons) {
     SCOPED_TRACE(row.name);
