@@ -67,8 +67,6 @@ inline constexpr std::size_t kMaxAmplification = 3;
 inline constexpr double kDatagramsPerSecond = 4'000;
 inline constexpr double kDatagramBurst = 8'000;
 inline constexpr std::size_t kMaxSources = 1'024;
-/// A group membership is kept by a socket; this kernel's net.ipv4.igmp_max_memberships allows 20 on one.
-inline constexpr std::size_t kMembershipsPerSocket = 20;
 
 // The user agent
 
