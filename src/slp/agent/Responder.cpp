@@ -161,7 +161,9 @@ bool Responder::describeSelf(const wire::ServiceRequest& body, const Request& re
   if (request.send(wire::ServiceAgentAdvert{url, mSettings.scopes, mSelf.attributes(), {}})) return true;
   if (request.send(wire::ServiceAgentAdvert{url, mSettings.scopes, mSelf.configuredAttributes(), {}}, true))
     return true;
-  return request.send(wire::ServiceAgentAdvert{url, mSettings.scopes, {}, {}}, true);
+  if (request.send(wire::ServiceAgentAdvert{url, mSettings.scopes, {}, {}}, true)) return true;
+  // The scopes alone can be more than a stranger gets for a short request.
+  return request.send(wire::ServiceReply{}, true);
 }
 
 bool Responder::answer(const wire::AttributeRequest& body, const Request& request) {
@@ -229,9 +231,7 @@ bool Responder::answer(const wire::ServiceDeregistration& body, const Request& r
 namespace {
 
 Owner ownerOf(const Source& source, std::span<const wire::Extension> extensions) {
-  const bool ends = std::any_of(extensions.begin(), extensions.end(),
-                                [](const wire::Extension& extension) { return extension.id == kEndsWithConnection; });
-  return ends ? source.connection : kNoConnection;
+  return endsWithConnection(extensions) ? source.connection : kNoConnection;
 }
 
 }  // namespace

@@ -178,6 +178,27 @@ TEST_F(ResponderSize, TellsAStrangerByTcpEverything) {
   EXPECT_EQ(reply->urls.size(), 100U);
 }
 
+ResponderSettings settingsOfManyScopes() {
+  ResponderSettings settings;
+  settings.scopes = "DEFAULT," + std::string(300, 's');
+  return settings;
+}
+
+class ResponderManyScopes : public ResponderTest {
+ protected:
+  ResponderManyScopes() : ResponderTest(settingsOfManyScopes()) {}
+};
+
+TEST_F(ResponderManyScopes, TellsAStrangerThatAskingByTcpHelps) {
+  const auto reply = ask<ServiceReply>(searchFor("service:service-agent"), fromFar());
+  ASSERT_TRUE(reply);
+  EXPECT_EQ(*reply, ServiceReply{});
+  EXPECT_TRUE(mOverflow);
+  const auto whole = ask<wire::ServiceAgentAdvert>(searchFor("service:service-agent"), byTcp(fromFar()));
+  ASSERT_TRUE(whole);
+  EXPECT_FALSE(mOverflow);
+}
+
 ResponderSettings tinySettings() {
   ResponderSettings settings;
   settings.maxDatagramMessage = 18;
