@@ -35,10 +35,11 @@ bool changesRegistry(std::span<const std::byte> message) {
          hasFunction(message, wire::Function::kServiceDeregistration);
 }
 
-bool endsWithConnection(const wire::Message& message) {
-  for (const wire::Extension& extension : message.extensions)
-    if (extension.id == kEndsWithConnection) return true;
-  return false;
+bool isGranted(std::string_view reply) {
+  const auto decoded = wire::decode(wire::bytesOf(reply));
+  const auto* message = std::get_if<wire::Message>(&decoded);
+  const auto* answer = message != nullptr ? std::get_if<wire::ServiceAcknowledge>(&message->body) : nullptr;
+  return answer != nullptr && answer->error == wire::ErrorCode::kOk;
 }
 
 }  // namespace
@@ -110,8 +111,8 @@ bool PortServer::answer(const net::Datagram& request, TimePoint now, net::Outgoi
   const std::optional<Source> source = mView.sourceOf(request);
   if (!source) return false;
   const bool replies = mResponder.respond(request.bytes, *source, now, out.bytes);
-  if (changesRegistry(request.bytes)) registered(request.bytes, nullptr);
   if (!replies) return false;
+  if (changesRegistry(request.bytes) && isGranted(out.bytes)) registered(request.bytes, nullptr);
   mView.address(out, request, *source);
   return true;
 }
@@ -119,16 +120,16 @@ bool PortServer::answer(const net::Datagram& request, TimePoint now, net::Outgoi
 void PortServer::answerPeer(Connections::Peer& peer, std::span<const std::byte> message, std::string& reply) {
   const Source source = mView.sourceOf(peer.from, peer.to, peer.owner);
   if (!mResponder.respond(message, source, std::chrono::steady_clock::now(), reply)) reply.clear();
-  if (changesRegistry(message)) registered(message, &peer);
+  if (changesRegistry(message) && isGranted(reply)) registered(message, &peer);
 }
 
-/// Somebody has asked for a change; whether it was granted is for the registry to say.
 void PortServer::registered(std::span<const std::byte> bytes, Connections::Peer* peer) {
   const auto decoded = wire::decode(bytes);
   const auto* message = std::get_if<wire::Message>(&decoded);
   if (message == nullptr) return;
   if (const auto* registration = std::get_if<wire::ServiceRegistration>(&message->body)) {
-    if (peer != nullptr && endsWithConnection(*message) && mView.isOwn(peer->from.address)) peer->registers = true;
+    if (peer != nullptr && endsWithConnection(message->extensions) && mView.isOwn(peer->from.address))
+      peer->registers = true;
     mEvents.changed(std::string(registration->entry.url));
   } else if (const auto* deregistration = std::get_if<wire::ServiceDeregistration>(&message->body)) {
     mEvents.changed(std::string(deregistration->entry.url));
@@ -136,7 +137,6 @@ void PortServer::registered(std::span<const std::byte> bytes, Connections::Peer*
 }
 
 void PortServer::peerEnded(const Connections::Peer& peer) {
-  if (!peer.registers) return;
   for (const std::string& url : mRegistry.removeAll(peer.owner))
     mEvents.changed(url);
 }

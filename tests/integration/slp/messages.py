@@ -44,6 +44,13 @@ def registration(url, service_type, attributes="", lifetime=300, scopes="DEFAULT
     return message(REGISTRATION, body, **{"flags": FRESH, **header})
 
 
+def tied(registration):
+    """The registration, to end with its connection: the last field of its header is where its extensions begin."""
+    length = len(registration)
+    start = registration[:2] + (length + 5).to_bytes(3, "big") + registration[5:7] + length.to_bytes(3, "big")
+    return start + registration[10:] + struct.pack("!H", 0x8427) + b"\0\0\0"
+
+
 def deregistration(url, scopes="DEFAULT", **header):
     return message(DEREGISTRATION, text(scopes) + url_entry(url, 0) + text(""), **header)
 

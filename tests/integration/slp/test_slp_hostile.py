@@ -209,6 +209,27 @@ def test_a_property_allows_registrations_from_other_machines(shells, one, two, j
     assert sorted(found) == sorted([url(one), other])
 
 
+def test_a_registration_of_another_machine_ends_with_its_connection_when_it_says_so(shells, one, two, judged):
+    shell = shells(one, properties={"net.slp.allowRemoteRegistrations": "true"})
+    shell.register(url(one))
+    wait_for(lambda: exchange(one, messages.service_request(TYPE), one.ipv4, 1), 20, "it serves")
+    other = f"{TYPE}://{two.ipv4}:80"
+
+    def found():
+        return sorted(messages.urls_of(exchange(two, messages.service_request(TYPE), one.ipv4)))
+
+    def register():
+        stream = socket.create_connection((one.ipv4, messages.PORT), 10)
+        stream.sendall(messages.tied(messages.registration(other, TYPE)))
+        return stream, stream.recv(65536)
+
+    stream, answer = two.call(register)
+    with stream:
+        assert messages.error_of(answer) == 0
+        assert found() == sorted([url(one), other])
+    wait_for(lambda: found() == [url(one)], 20, "it ended")
+
+
 def test_connections_that_say_nothing_do_not_keep_others_out(shells, segment, one, two, served):
     def connect():
         return [socket.create_connection((one.ipv4, messages.PORT), 10) for _ in range(300)]
