@@ -64,13 +64,29 @@ void DirectoryAgentFinder::searchOn(TimePoint now) {
 void DirectoryAgentFinder::ask(const net::Endpoint& agent, TimePoint now) {
   if (mQuestions.size() >= limits::kMaxDirectoryAgents) return;
   const auto [question, isNew] = mQuestions.try_emplace(agent);
+  question->second.rumour = false;
   if (!isNew) return;
   question->second.xid = nextXid();
   question->second.due = now;
 }
 
+std::size_t DirectoryAgentFinder::rumours() const {
+  return static_cast<std::size_t>(
+      std::count_if(mQuestions.begin(), mQuestions.end(), [](const auto& entry) { return entry.second.rumour; }));
+}
+
+void DirectoryAgentFinder::check(const net::Endpoint& agent, TimePoint now) {
+  if (const auto question = mQuestions.find(agent); question != mQuestions.end()) {
+    // It was silent as a configured one, and seems to be back.
+    if (!question->second.rumour && question->second.tries == 0) question->second.due = now;
+    return;
+  }
+  if (rumours() < kMaxRumours) mQuestions[agent] = {nextXid(), 0, now, true};
+}
+
 void DirectoryAgentFinder::known(const net::Endpoint& agent) {
-  mQuestions.erase(agent);
+  const auto question = mQuestions.find(agent);
+  if (question != mQuestions.end() && !question->second.rumour) mQuestions.erase(question);
 }
 
 bool DirectoryAgentFinder::answered(const net::Endpoint& from, std::uint16_t xid) {
@@ -91,16 +107,21 @@ bool DirectoryAgentFinder::answered(const net::Endpoint& from, std::uint16_t xid
 std::vector<net::Endpoint> DirectoryAgentFinder::work(TimePoint now) {
   if (mSearchDue && *mSearchDue <= now) searchOn(now);
   std::vector<net::Endpoint> silent;
-  for (auto& [agent, question] : mQuestions) {
+  for (auto entry = mQuestions.begin(); entry != mQuestions.end();) {
+    const auto current = entry++;
+    auto& [agent, question] = *current;
     if (question.due > now) continue;
-    if (question.tries < mSettings.datagramTimeouts.size()) {
+    const std::vector<std::chrono::milliseconds>& waits = mSettings.datagramTimeouts;
+    const std::size_t allowed = question.rumour ? std::min(waits.size(), kRumourTries) : waits.size();
+    if (question.tries < allowed) {
       mSender.datagram(agent, request(question.xid, false));
-      question.due = now + mSettings.datagramTimeouts[question.tries++];
-    } else {
-      silent.push_back(agent);
-      question.tries = 0;
-      question.due = now + kAskAgain;
+      question.due = now + waits[waits.size() - allowed + question.tries++];  // the long ones of them
+      continue;
     }
+    silent.push_back(agent);
+    question.tries = 0;
+    question.due = now + kAskAgain;
+    if (question.rumour) mQuestions.erase(current);
   }
   return silent;
 }

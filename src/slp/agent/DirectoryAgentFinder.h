@@ -13,8 +13,8 @@
 namespace slp::agent {
 
 /// Looks for directory agents by multicast, with the list of those that have answered (RFC 2608, sections 6.3 and
-/// 12.2.1), and asks configured ones for their adverts by unicast. A state machine that sends by a PeerSender; time is
-/// the caller's. For one thread.
+/// 12.2.1), and asks single ones for their adverts by unicast. A state machine that sends by a PeerSender; time is the
+/// caller's. For one thread.
 class DirectoryAgentFinder {
  public:
   using TimePoint = std::chrono::steady_clock::time_point;
@@ -29,20 +29,25 @@ class DirectoryAgentFinder {
 
   /// A configured agent that was silent is asked again after this.
   static constexpr std::chrono::seconds kAskAgain{60};
+  static constexpr std::size_t kMaxRumours = 16;
+  static constexpr std::size_t kRumourTries = 3;
 
   DirectoryAgentFinder(Settings settings, PeerSender& sender, std::uint32_t seed);
 
   /// Starts the search by multicast, at `at`. One that is under way goes on.
   void search(TimePoint at);
-  /// Asks this agent until it answers, and again after a while when it is silent. Once for each.
+  /// Asks this configured agent until it answers, and again after a while when it is silent. Once for each.
   void ask(const net::Endpoint& agent, TimePoint now);
-  /// The agent is known: no need to ask.
+  /// Asks one of which somebody has spoken, who may be anybody and speak of anybody: `kMaxRumours` at a time, and in
+  /// few tries, so that whoever is spoken of hears no more than three times what was said.
+  void check(const net::Endpoint& agent, TimePoint now);
+  /// The agent is known: no need to ask it as a configured one.
   void known(const net::Endpoint& agent);
 
   /// An advert with this transaction number has come. False when nothing of ours asked for it.
   bool answered(const net::Endpoint& from, std::uint16_t xid);
 
-  /// Sends what is due; returns the configured agents that were silent.
+  /// Sends what is due; returns the agents that were silent.
   std::vector<net::Endpoint> work(TimePoint now);
   std::optional<TimePoint> next() const;
 
@@ -51,9 +56,11 @@ class DirectoryAgentFinder {
     std::uint16_t xid = 0;
     std::size_t tries = 0;
     TimePoint due;
+    bool rumour = false;
   };
 
   void searchOn(TimePoint now);
+  std::size_t rumours() const;
   std::string request(std::uint16_t xid, bool multicast) const;
   std::uint16_t nextXid();
 

@@ -6,6 +6,7 @@
 #include "slp/wire/Codec.h"
 #include "slp/wire/Limits.h"
 #include "slp/wire/MulticastGroups.h"
+#include "slp/wire/StringList.h"
 
 namespace slp::agent {
 namespace {
@@ -170,12 +171,33 @@ void DirectoryAgentService::take(std::span<const std::byte> bytes, const net::En
   if (const auto* answer = std::get_if<wire::ServiceAcknowledge>(&message->body)) {
     mRegistrar.acknowledged(from, message->header.xid, answer->error, now);
   } else if (const auto* advert = std::get_if<wire::DirectoryAgentAdvert>(&message->body)) {
-    if (mFinder.answered(from, message->header.xid)) mAgents.learn(*advert, from, mSettings.port, now);
+    if (mFinder.answered(from, message->header.xid)) learn(*advert, from, now);
   }
 }
 
 void DirectoryAgentService::heard(const wire::DirectoryAgentAdvert& advert, const net::Endpoint& from) {
-  if (mSettings.passiveDaDetection) mAgents.learn(advert, from, mSettings.port, std::chrono::steady_clock::now());
+  if (!mSettings.passiveDaDetection || mWithdrawn || advert.error != wire::ErrorCode::kOk) return;
+  const auto advertised = client::advertisedEndpoint(advert.url, from, mSettings.port);
+  if (!advertised) return;
+  const auto known = knownAt(advertised->address);
+  // A configured one may be passed over, and be back.
+  const bool news = !known || known->configured || known->bootTime != advert.bootTime || known->scopes != advert.scopes;
+  if (!news || (!known && advert.bootTime == 0)) return;
+  // The known one is asked where it is known to be: the silence of a port that a stranger names says nothing of it.
+  mFinder.check(known ? known->endpoint : *advertised, std::chrono::steady_clock::now());
+}
+
+std::optional<client::DirectoryAgent> DirectoryAgentService::knownAt(const net::Address& address) const {
+  for (client::DirectoryAgent& agent : mAgents.all())
+    if (agent.endpoint.address == address) return std::move(agent);
+  return std::nullopt;
+}
+
+/// Of an agent that answers for itself. One that serves none of our scopes is of no use, and would take the place of
+/// others.
+void DirectoryAgentService::learn(const wire::DirectoryAgentAdvert& advert, const net::Endpoint& from, TimePoint now) {
+  if (advert.bootTime == 0 || wire::intersects(advert.scopes, mSettings.scopes) || knownAt(from.address))
+    mAgents.learn(advert, from, mSettings.port, now);
 }
 
 void DirectoryAgentService::changed(const std::string& url, TimePoint now) {

@@ -31,7 +31,8 @@ class DirectoryAgentService final : public PeerSender {
                         const NetworkView& view, const config::Settings& settings);
   ~DirectoryAgentService() override;
 
-  /// An advert that nobody asked for.
+  /// An advert that nobody asked for. Its source may be forged, and what an agent is told aimed at somebody else: it is
+  /// only a reason to ask.
   void heard(const wire::DirectoryAgentAdvert& advert, const net::Endpoint& from);
   /// What is registered under the URL may have changed; of an empty one: URLs have come or gone.
   void changed(const std::string& url, TimePoint now);
@@ -55,6 +56,8 @@ class DirectoryAgentService final : public PeerSender {
   net::UdpSocket& socket(net::Family family);
   void receive(net::Family family);
   void take(std::span<const std::byte> bytes, const net::Endpoint& from, TimePoint now);
+  void learn(const wire::DirectoryAgentAdvert& advert, const net::Endpoint& from, TimePoint now);
+  std::optional<client::DirectoryAgent> knownAt(const net::Address& address) const;
   void streamReady(const net::Endpoint& peer);
   void closeStream(std::map<net::Endpoint, Stream>::iterator stream);
   void configure(TimePoint now);

@@ -17,8 +17,13 @@ using namespace std::chrono_literals;
 /// looked up: long enough to cost nothing, short enough that its return is noticed.
 constexpr auto kPause = 60s;
 
-/// The endpoint that an advert speaks of; nothing when it is not to be believed.
-std::optional<net::Endpoint> endpointOf(std::string_view url, const net::Endpoint& from, std::uint16_t port) {
+bool isPassedOver(TimePoint until, TimePoint now) {
+  return until > now;
+}
+
+}  // namespace
+
+std::optional<net::Endpoint> advertisedEndpoint(std::string_view url, const net::Endpoint& from, std::uint16_t port) {
   const auto parsed = wire::parseServiceUrl(url);
   if (!parsed || !wire::equalFolded(parsed->type, "service:directory-agent")) return std::nullopt;
   net::Endpoint endpoint{from.address, parsed->port != 0 ? static_cast<std::uint16_t>(parsed->port) : port};
@@ -30,12 +35,6 @@ std::optional<net::Endpoint> endpointOf(std::string_view url, const net::Endpoin
   endpoint.address = *named;
   return endpoint;
 }
-
-bool isPassedOver(TimePoint until, TimePoint now) {
-  return until > now;
-}
-
-}  // namespace
 
 DirectoryAgents::Entry* DirectoryAgents::find(const net::Address& address) {
   const auto found = std::find_if(mEntries.begin(), mEntries.end(),
@@ -77,6 +76,16 @@ DirectoryAgents::Entry* DirectoryAgents::placeForConfigured() {
   return &*other;
 }
 
+/// When the table is full the one goes that was learnt first, so that nobody can keep others out for ever.
+bool DirectoryAgents::makePlace() {
+  if (mEntries.size() < limits::kMaxDirectoryAgents) return true;
+  const auto first =
+      std::find_if(mEntries.begin(), mEntries.end(), [](const Entry& entry) { return !entry.agent.configured; });
+  if (first == mEntries.end()) return false;
+  mEntries.erase(first);
+  return true;
+}
+
 bool DirectoryAgents::claimConfiguration(const std::vector<std::string>& hosts, TimePoint now) {
   const std::lock_guard lock(mMutex);
   if (hosts == mHosts && (hosts.empty() || now < mNextLookup)) return false;
@@ -88,7 +97,7 @@ bool DirectoryAgents::claimConfiguration(const std::vector<std::string>& hosts, 
 DirectoryAgents::Change DirectoryAgents::learn(const wire::DirectoryAgentAdvert& advert, const net::Endpoint& from,
                                                std::uint16_t port, TimePoint now) {
   if (advert.error != wire::ErrorCode::kOk) return Change::kNone;
-  const auto endpoint = endpointOf(advert.url, from, port);
+  const auto endpoint = advertisedEndpoint(advert.url, from, port);
   if (!endpoint) return Change::kNone;
   const std::lock_guard lock(mMutex);
   if (advert.bootTime == 0) return remove(endpoint->address, now);
@@ -97,7 +106,7 @@ DirectoryAgents::Change DirectoryAgents::learn(const wire::DirectoryAgentAdvert&
   Entry* known = find(endpoint->address);
   auto change = Change::kNone;
   if (known == nullptr) {
-    if (mEntries.size() >= limits::kMaxDirectoryAgents) return Change::kNone;
+    if (!makePlace()) return Change::kNone;
     known = &mEntries.emplace_back();
     change = Change::kNew;
   } else if (known->agent.url.empty() || isPassedOver(known->passedOverUntil, now)) {

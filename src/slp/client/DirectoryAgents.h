@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,8 +25,12 @@ struct DirectoryAgent {
   bool configured = false;
 };
 
+/// Where an advert says that its agent is; nothing when it is not to be believed (see DirectoryAgents::learn).
+std::optional<net::Endpoint> advertisedEndpoint(std::string_view url, const net::Endpoint& from, std::uint16_t port);
+
 /// The directory agents that the process knows: configured, found, or heard. Its searches ask them, its agent registers
-/// with them. Safe for every thread. At most limits::kMaxDirectoryAgents; when there are more, configured ones first.
+/// with them. Safe for every thread. At most limits::kMaxDirectoryAgents; when there are more, configured ones first,
+/// then those that were learnt last.
 class DirectoryAgents {
  public:
   enum class Change { kNone, kNew, kRestarted, kGone };
@@ -57,6 +62,7 @@ class DirectoryAgents {
   };
   Entry* find(const net::Address& address);
   Entry* placeForConfigured();
+  bool makePlace();
   Change remove(const net::Address& address, TimePoint now);
 
   mutable std::mutex mMutex;

@@ -99,5 +99,36 @@ TEST_F(DirectoryAgentFinderTest, AsksAConfiguredAgentAgainAfterAWhileOfSilence) 
   EXPECT_FALSE(mFinder.next());
 }
 
+TEST_F(DirectoryAgentFinderTest, AsksOneThatIsOnlySpokenOfInFewTries) {
+  DirectoryAgentFinder finder({"DEFAULT", "en", {}, {1ms, 10ms, 20ms, 30ms}, 1'352}, mPeers, 7);
+  finder.check(endpoint("10.0.0.9"), mNow);
+  std::size_t sent = 0;
+  for (const auto wait : {0ms, 10ms, 20ms}) {
+    mNow += wait;
+    EXPECT_TRUE(finder.work(mNow).empty());
+    finder.check(endpoint("10.0.0.9"), mNow);
+    sent += mPeers.take().size();
+  }
+  EXPECT_EQ(sent, 3U);
+  EXPECT_EQ(finder.work(mNow + 30ms), std::vector{endpoint("10.0.0.9")});
+  EXPECT_TRUE(mPeers.take().empty());
+  EXPECT_FALSE(finder.next()) << "it is not asked again";
+}
+
+TEST_F(DirectoryAgentFinderTest, AsksFewOfManyThatAreSpokenOf) {
+  mFinder.ask(endpoint("10.0.1.1"), mNow);
+  for (int i = 0; i < 250; ++i)
+    mFinder.check(endpoint("10.0.0." + std::to_string(i)), mNow);
+  EXPECT_EQ(after(0ms).size(), DirectoryAgentFinder::kMaxRumours + 1);
+}
+
+TEST_F(DirectoryAgentFinderTest, ChecksAlsoAnAgentThatIsKnown) {
+  mFinder.check(endpoint("10.0.0.9"), mNow);
+  mFinder.known(endpoint("10.0.0.9"));
+  const auto sent = after(0ms);
+  ASSERT_EQ(sent.size(), 1U);
+  EXPECT_TRUE(mFinder.answered(endpoint("10.0.0.9"), sent[0].xid()));
+}
+
 }  // namespace
 }  // namespace slp::agent

@@ -47,6 +47,48 @@ TEST_F(DirectoryAgentServiceTest, RegistersWithOneThatAnnouncesItself) {
   EXPECT_EQ(mDirectoryAgent.overTcp(), 0U);
 }
 
+TEST_F(DirectoryAgentServiceTest, TellsNothingToOneThatDoesNotAnswerForItself) {
+  for (int i = 0; i < 20; ++i)
+    ASSERT_EQ(add("service:test://" + std::to_string(i)), SLP_OK);
+  mDirectoryAgent.setSilent(true);
+  announce();
+  ASSERT_TRUE(waitFor([&] { return mDirectoryAgent.heard() > 0; }));
+  announce();
+  EXPECT_EQ(UdpPeer(mPort).find("service:test").size(), 20U) << "both adverts were before this";
+  EXPECT_TRUE(mDirectoryAgents.all().empty());
+  mAgent.reset();
+  // All that was sent to it has arrived by the time that it hears this.
+  mDirectoryAgent.setSilent(false);
+  ASSERT_TRUE(UdpPeer(mDirectoryAgent.endpoint().port).ask(serviceRequest("service:directory-agent")));
+  EXPECT_EQ(mDirectoryAgent.registrations(), 0U);
+  EXPECT_LE(mDirectoryAgent.heard(), 2 * DirectoryAgentFinder::kRumourTries + 1);
+}
+
+TEST_F(DirectoryAgentServiceTest, BelievesNoFarewellThatTheAgentHasNotSaid) {
+  ASSERT_EQ(add("service:test://a"), SLP_OK);
+  announce();
+  ASSERT_TRUE(has({"service:test://a"}));
+  const std::size_t questions = mDirectoryAgent.questions();
+  mDirectoryAgent.setBootTime(0);
+  const std::string farewell = mDirectoryAgent.advert();
+  mDirectoryAgent.setBootTime(1'000);
+  UdpPeer(mPort).send(farewell);
+  ASSERT_TRUE(waitFor([&] { return mDirectoryAgent.questions() > questions; }));
+  ASSERT_EQ(add("service:test://b"), SLP_OK);
+  EXPECT_TRUE(has({"service:test://a", "service:test://b"}));
+  EXPECT_EQ(mDirectoryAgent.registrations(), 2U);
+}
+
+TEST_F(DirectoryAgentServiceTest, KeepsNoneThatServesNoScopeOfOurs) {
+  mDirectoryAgent.serveOtherScopes();
+  ASSERT_EQ(add("service:test://a"), SLP_OK);
+  ASSERT_TRUE(waitFor([&] {
+    announce();
+    return mDirectoryAgent.questions() == 3;
+  })) << "it becomes known";
+  EXPECT_TRUE(mDirectoryAgents.all().empty());
+}
+
 TEST_F(DirectoryAgentServiceTest, LearnsOfNoneThatAnnouncesItselfWhenThatIsNotWanted) {
   mSettings.passiveDaDetection = false;
   ASSERT_EQ(add("service:test://a"), SLP_OK);

@@ -35,11 +35,15 @@ void FakeDirectoryAgent::readStream(int fd) {
 }
 
 std::string FakeDirectoryAgent::answer(std::span<const std::byte> bytes) {
+  ++mHeard;
   if (mSilent) return {};
   const auto decoded = wire::decode(bytes);
   const auto* message = std::get_if<wire::Message>(&decoded);
   if (message == nullptr) return {};
-  if (std::holds_alternative<wire::ServiceRequest>(message->body)) return advert(message->header.xid);
+  if (std::holds_alternative<wire::ServiceRequest>(message->body)) {
+    ++mQuestions;
+    return advert(message->header.xid);
+  }
   wire::Message reply;
   reply.header.xid = message->header.xid;
   reply.body = wire::ServiceAcknowledge{take(*message)};

@@ -60,6 +60,10 @@ class FakeDirectoryAgent {
     mAttributes.clear();
   }
   void setBootTime(std::uint32_t time) { mBootTime = time; }
+  /// None of those that the services are in.
+  void serveOtherScopes() { mOtherScopes = true; }
+  std::size_t heard() const { return mHeard; }  ///< messages, answered or not
+  std::size_t questions() const { return mQuestions; }
   void setSilent(bool silent) { mSilent = silent; }
   void setError(wire::ErrorCode error) { mError = error; }
   /// Every second datagram is lost.
@@ -73,7 +77,7 @@ class FakeDirectoryAgent {
     wire::DirectoryAgentAdvert body;
     body.bootTime = mBootTime;
     body.url = url;
-    body.scopes = "DEFAULT";
+    body.scopes = mOtherScopes ? "OTHER" : "DEFAULT";
     message.body = body;
     return encoded(message);
   }
@@ -99,6 +103,9 @@ class FakeDirectoryAgent {
   std::atomic<std::uint16_t> mLifetime{0};
   std::atomic<std::uint32_t> mBootTime{1'000};
   std::atomic<bool> mSilent{false};
+  std::atomic<bool> mOtherScopes{false};
+  std::atomic<std::size_t> mQuestions{0};
+  std::atomic<std::size_t> mHeard{0};
   std::atomic<bool> mLoseHalf{false};
   std::atomic<wire::ErrorCode> mError{wire::ErrorCode::kOk};
   std::atomic<bool> mStop{false};

@@ -141,12 +141,14 @@ TEST(DirectoryAgents, FollowTheConfiguration) {
 
 TEST(DirectoryAgents, AreAtMostSoMany) {
   DirectoryAgents agents;
+  agents.configure({endpoint("10.1.0.1")}, "DEFAULT");
   for (unsigned i = 1; i <= 200; ++i) {
     const auto text = "10.0.0." + std::to_string(i);
     agents.learn(advert("service:directory-agent://" + text, 5), endpoint(text), 427, kStart);
   }
   EXPECT_EQ(agents.all().size(), limits::kMaxDirectoryAgents);
-  EXPECT_EQ(agents.all()[0].endpoint, endpoint("10.0.0.1"));
+  EXPECT_EQ(agents.all().back().endpoint, endpoint("10.0.0.200")) << "the one that was learnt first goes";
+  EXPECT_EQ(agents.all().front().endpoint, endpoint("10.1.0.1")) << "but not a configured one";
 }
 
 TEST(DirectoryAgents, ConfiguredOnesReplaceOthersWhenThereIsNoPlace) {
