@@ -169,6 +169,11 @@ bool DirectoryAgents::claimDiscovery(TimePoint now, std::chrono::seconds interva
   return true;
 }
 
+void DirectoryAgents::releaseDiscovery() {
+  const std::lock_guard lock(mMutex);
+  mDiscovered = false;
+}
+
 std::uint64_t DirectoryAgents::generation() const {
   const std::lock_guard lock(mMutex);
   return mGeneration;

@@ -52,6 +52,8 @@ class DirectoryAgents {
   std::vector<DirectoryAgent> all() const;
   /// Whether it is time to look for directory agents; true at most once per `interval`, and never when it is 0.
   bool claimDiscovery(TimePoint now, std::chrono::seconds interval);
+  /// Whoever has claimed it could not do it: the next one may.
+  void releaseDiscovery();
   /// Grows with every change; lets the agent see cheaply that there is something to do.
   std::uint64_t generation() const;
 
