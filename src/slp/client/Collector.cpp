@@ -89,9 +89,8 @@ Collector::Taken AttributeCollector::take(const wire::Body& answer, const Source
   const auto* reply = std::get_if<wire::AttributeReply>(&answer);
   if (reply == nullptr) return Taken::kNothing;
   if (source.cut) {
-    if (!reply->attributes.empty() && mCut.size() < limits::kMaxExchanges)
-      mCut.try_emplace(source.agent, reply->attributes);
-    return Taken::kResults;
+    if (mCut.size() < limits::kMaxKnownResponders) mCut.insert(source.agent);
+    return Taken::kNothing;
   }
   mCut.erase(source.agent);
   const bool ofUrl = !mUrl.empty();
@@ -103,16 +102,6 @@ Collector::Taken AttributeCollector::take(const wire::Body& answer, const Source
 Collector::Taken AttributeCollector::takeOwn(std::string_view attributes) {
   const auto taken = once(std::string(attributes), [&] { return mSink(attributes); });
   return !mUrl.empty() && taken == Taken::kResults ? Taken::kEnough : taken;
-}
-
-Collector::Taken AttributeCollector::finish() {
-  auto taken = Taken::kNothing;
-  if (!mUrl.empty() && results() > 0) return taken;
-  for (const auto& [agent, attributes] : mCut) {
-    taken = std::max(taken, takeOwn(attributes));
-    if (taken >= Taken::kEnough) break;
-  }
-  return taken;
 }
 
 }  // namespace slp::client

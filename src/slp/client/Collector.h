@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstddef>
-#include <map>
+#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_set>
@@ -37,8 +37,8 @@ class Collector {
 
   /// Of an answer without an error.
   virtual Taken take(const wire::Body& answer, const Source& source) = 0;
-  /// Hands out what was kept in the hope of something better, when the search has ended without.
-  virtual Taken finish() { return Taken::kNothing; }
+  /// Whether an answer is of no use because it was cut, and the whole of it has not come.
+  virtual bool lacksAnswer() const { return false; }
   std::size_t results() const { return mResults; }
 
  protected:
@@ -96,21 +96,21 @@ class TypeCollector final : public Collector {
 };
 
 /// Attribute lists: of a type each distinct one; of a URL the first. An empty list says that the agent does not know
-/// the URL, or nobody of the type, except when it comes from the agent whose URL it is. A list that was cut is kept
-/// until the whole of it comes, and handed out at the end if it never does. Remembers who knows the URL.
+/// the URL, or nobody of the type, except when it comes from the agent whose URL it is. A list that was cut is none: it
+/// ends in the middle of a value, and nobody could tell. Remembers who knows the URL.
 class AttributeCollector final : public Collector {
  public:
   AttributeCollector(const AttributeQuery& query, Transport& transport, int maxResults, KnownResponders& responders,
                      const TextSink& sink);
   Taken take(const wire::Body& answer, const Source& source) override;
   Taken takeOwn(std::string_view attributes);
-  Taken finish() override;
+  bool lacksAnswer() const override { return !mCut.empty(); }
 
  private:
   std::string mUrl;  ///< empty when the question is about a type
   KnownResponders& mResponders;
   const TextSink& mSink;
-  std::map<net::Endpoint, std::string> mCut;
+  std::set<net::Endpoint> mCut;  ///< agents whose list was cut, and has not come whole
 };
 
 }  // namespace slp::client

@@ -51,6 +51,9 @@ Search::Search(Request request, const config::Settings& settings, Transport& tra
 Search::~Search() {
   for (Peer* peer : mStreaming)
     peer->exchange.abandon(mTransport);
+  // A search that was over at once has heard nobody. After a second request what could be heard was heard.
+  const bool cutShort = mDiscovery && !mDiscovery->done() && mDiscovery->rounds() < 2;
+  if (cutShort && !mDiscoveryAnswered) mDirectoryAgents.releaseDiscovery();
 }
 
 void Search::run(const Plan& plan) {
@@ -419,6 +422,7 @@ void Search::hear(const net::Endpoint& from, const Peer* peer, bool useful) {
 }
 
 void Search::discovered(const wire::DirectoryAgentAdvert& advert, const net::Endpoint& from) {
+  mDiscoveryAnswered = true;
   mDiscovery->answered(from.address);
   mDirectoryAgents.learn(advert, from, mSettings.port, mTransport.now());
   askDirectoryAgents();
@@ -453,12 +457,12 @@ void Search::end(End end) {
 
 Outcome Search::conclude() {
   if (mEnd != End::kComplete) return {mEnd, SLP_OK};
-  if (mCollector.finish() == Collector::Taken::kStopped) return {End::kStopped, SLP_OK};
   return {End::kComplete, mCollector.results() > 0 ? SLP_OK : errorOfNothing()};
 }
 
 SLPError Search::errorOfNothing() const {
   if (mTerms == nullptr) return SLP_PARAMETER_BAD;
+  if (mCollector.lacksAnswer()) return SLP_NETWORK_ERROR;
   if (mAnswered) return SLP_OK;
   if (mError) return errorFor(*mError);
   if (mTooLong) return SLP_BUFFER_OVERFLOW;

@@ -41,7 +41,7 @@ class Search {
   void run(const Plan& plan);
   /// Whether another plan makes sense.
   bool over() const { return mOver; }
-  /// Lets the collector finish, and says how it went.
+  /// Says how it went.
   Outcome conclude();
   /// Whether one of the hosts of the plans has answered.
   bool hostAnswered() const { return mHostAnswered; }
@@ -123,6 +123,7 @@ class Search {
   std::optional<Convergence> mRounds;
   std::optional<Request> mDiscoveryRequest;
   std::optional<Convergence> mDiscovery;
+  bool mDiscoveryAnswered = false;
   TimePoint mDeadline{};
   std::optional<TimePoint> mKnownDeadline;
   std::size_t mEventsSinceAdvance = 0;

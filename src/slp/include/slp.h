@@ -90,7 +90,8 @@ SLP_EXPORT SLPError SLPDelAttrs(SLPHandle hSLP, const char* pcURL, const char* p
  * text and SLP_LAST_CALL, the end of a search that is complete, also of one that found nothing. A search that failed
  * and has nothing to show makes no call, and returns why; one that a callback ended returns SLP_OK. A filter that
  * cannot be read answers SLP_PARSE_ERROR. A null or empty scope list stands for the configured scopes; a null or empty
- * filter or attribute list for none; a null naming authority for IANA, "*" for all. */
+ * filter or attribute list for none; a null naming authority for IANA, "*" for all. An attribute list that came cut,
+ * and whose whole could not be fetched, is not handed out: SLP_NETWORK_ERROR when there is nothing else. */
 SLP_EXPORT SLPError SLPFindSrvTypes(SLPHandle hSLP, const char* pcNamingAuthority, const char* pcScopeList,
                                     SLPSrvTypeCallback callback, void* pvCookie);
 SLP_EXPORT SLPError SLPFindSrvs(SLPHandle hSLP, const char* pcServiceType, const char* pcScopeList,

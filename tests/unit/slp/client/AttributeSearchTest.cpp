@@ -164,7 +164,7 @@ TEST(AttributeSearch, TakesTheAnswerOnlyFromWhomItAsked) {
   EXPECT_THAT(one.attributes(kUrl), IsEmpty());
 }
 
-TEST(AttributeSearch, TriesTheWholeListOverTcpAndKeepsTheCutOneWhenThatFails) {
+TEST(AttributeSearch, TriesTheWholeListOverTcpAndDropsTheCutOneWhenThatFails) {
   const std::string whole = "(a=" + std::string(5'000, 'x') + ")";
   Searching one;
   FakeAgent agent = attributeAgent(kHost, "");
@@ -178,7 +178,13 @@ TEST(AttributeSearch, TriesTheWholeListOverTcpAndKeepsTheCutOneWhenThatFails) {
   agent.tcp = FakeAgent::Port::kRefuses;
   agent.hearsGroup = false;
   one.network.add(agent);
-  EXPECT_THAT(one.attributes(kUrl), ElementsAre("(cut=1)"));
+  EXPECT_THAT(one.attributes(kUrl), IsEmpty());
+  EXPECT_EQ(one.outcome.error, SLP_NETWORK_ERROR);
+  agent.endpoint = kOther;
+  one.network.add(agent).hearsGroup = true;
+  one.network.add(attributeAgent(endpoint("10.0.0.3"), "(a=1)"));
+  EXPECT_THAT(one.attributes("service:test"), ElementsAre("(a=1)"));
+  EXPECT_EQ(one.outcome.error, SLP_OK) << "an error is for those who have nothing to show";
 }
 
 TEST(AttributeSearch, OfATypeHandsOutEachDistinctList) {
