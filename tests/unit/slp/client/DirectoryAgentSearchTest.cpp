@@ -116,6 +116,19 @@ TEST(DirectoryAgentSearch, LooksForThemOnlyWhenThereIsANetwork) {
   EXPECT_THAT(one.services(), ElementsAre("service:test://d"));
 }
 
+TEST(DirectoryAgentSearch, LooksForThemAgainAfterASearchThatWasStoppedAtOnce) {
+  Searching one;
+  one.settings.daActiveDiscoveryInterval = 900s;
+  one.network.add(serviceAgent(kAgent, {"service:test://a"}));
+  one.network.add(directoryAgent(kDirectory, {"service:test://d"})).delay = 100ms;
+  one.whenFound = [] { return false; };
+  EXPECT_THAT(one.services(), ElementsAre("service:test://a"));
+  EXPECT_THAT(one.directoryAgents.all(), IsEmpty());
+  one.whenFound = [] { return true; };
+  one.services();
+  EXPECT_THAT(one.directoryAgents.all(), SizeIs(1));
+}
+
 TEST(DirectoryAgentSearch, AsksTheOneThatIsFoundMeanwhile) {
   Searching one;
   one.settings.daActiveDiscoveryInterval = 900s;
