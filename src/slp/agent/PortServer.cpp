@@ -58,7 +58,8 @@ PortServer::PortServer(EventLoop& loop, PortHolder& port, Registry& registry, co
           [this](Connections::Peer& peer, std::span<const std::byte> message, std::string& reply) {
             answerPeer(peer, message, reply);
           },
-          [this](const Connections::Peer& peer) { peerEnded(peer); }),
+          [this](const Connections::Peer& peer) { peerEnded(peer); },
+          [this](const Connections::Peer& peer, TimePoint now) { return mLimiter.allows(peer.from.address, now); }),
       mAnswers(net::UdpSocket::kBatch) {
   mResponder.onDirectoryAgentAdvert(mEvents.advert);
   networkChanged();
@@ -92,19 +93,33 @@ void PortServer::accept(net::Family family) {
                      "no SLP connections can be taken: the process has too many open files");
 }
 
-/// One batch: the other descriptors have their turn before the next.
+/// One batch, or as much of it as can be answered in a turn: the other descriptors have theirs before the rest.
 void PortServer::answerDatagrams(net::Family family) {
   net::UdpSocket& socket = mPort.udp(family);
-  const TimePoint now = std::chrono::steady_clock::now();
+  std::span<const net::Datagram>& requests = waiting(family);
+  if (requests.empty()) requests = socket.receive();
   std::size_t count = 0;
-  for (const net::Datagram& request : socket.receive()) {
+  TimePoint now = std::chrono::steady_clock::now();
+  const TimePoint end = now + limits::kAgentTurn;
+  for (; !requests.empty() && now < end; requests = requests.subspan(1)) {
+    const net::Datagram& request = requests.front();
     if (!mLimiter.admit(request.from.address, now)) {
       config::logLimited(config::LogLevel::kWarning, "flood", "too many SLP datagrams of " + request.from.text());
       continue;
     }
     if (answer(request, now, mAnswers[count])) ++count;
+    charge(request.from.address, now);
+    now = std::chrono::steady_clock::now();
   }
   if (count > 0) socket.sendAll(std::span(mAnswers).first(count));
+  mLoop.waitFor(socket.fd(), requests.empty(), false);
+}
+
+/// For what an answer took, beyond the one datagram that its source has paid for.
+void PortServer::charge(const net::Address& source, TimePoint since) {
+  const TimePoint now = std::chrono::steady_clock::now();
+  const double datagrams = std::chrono::duration<double>(now - since) / limits::kTimeOfDatagram;
+  if (datagrams > 1) mLimiter.charge(source, datagrams - 1, now);
 }
 
 bool PortServer::answer(const net::Datagram& request, TimePoint now, net::Outgoing& out) {
@@ -119,7 +134,10 @@ bool PortServer::answer(const net::Datagram& request, TimePoint now, net::Outgoi
 
 void PortServer::answerPeer(Connections::Peer& peer, std::span<const std::byte> message, std::string& reply) {
   const Source source = mView.sourceOf(peer.from, peer.to, peer.owner);
-  if (!mResponder.respond(message, source, std::chrono::steady_clock::now(), reply)) reply.clear();
+  const TimePoint now = std::chrono::steady_clock::now();
+  mLimiter.charge(peer.from.address, 1, now);
+  if (!mResponder.respond(message, source, now, reply)) reply.clear();
+  charge(peer.from.address, now);
   if (changesRegistry(message) && isGranted(reply)) registered(message, &peer);
 }
 
@@ -147,6 +165,9 @@ void PortServer::work(TimePoint now) {
     for (const net::Family family : kFamilies)
       mLoop.waitFor(mPort.listener(family), true, false);
   }
+  for (const net::Family family : kFamilies)
+    if (!waiting(family).empty()) answerDatagrams(family);
+  mConnections.work(std::chrono::steady_clock::now());
   if (mConnections.size() > 0 && now >= mNextSweep) {
     mConnections.sweep(now);
     mNextSweep = now + kSweepEvery;
@@ -154,8 +175,10 @@ void PortServer::work(TimePoint now) {
 }
 
 std::optional<PortServer::TimePoint> PortServer::next() const {
+  if (!mWaiting[0].empty() || !mWaiting[1].empty()) return TimePoint{};
   std::optional<TimePoint> result = mAcceptAgain;
   if (mConnections.size() > 0) result = result ? std::min(*result, mNextSweep) : mNextSweep;
+  if (const auto due = mConnections.next()) result = std::min(*due, result.value_or(*due));
   return result;
 }
 

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -43,7 +45,9 @@ class PortServer {
  private:
   void watch(net::Family family);
   void accept(net::Family family);
+  std::span<const net::Datagram>& waiting(net::Family family) { return mWaiting[family == net::Family::kV4 ? 0 : 1]; }
   void answerDatagrams(net::Family family);
+  void charge(const net::Address& source, TimePoint since);
   bool answer(const net::Datagram& request, TimePoint now, net::Outgoing& out);
   void answerPeer(Connections::Peer& peer, std::span<const std::byte> message, std::string& reply);
   void peerEnded(const Connections::Peer& peer);
@@ -58,6 +62,7 @@ class PortServer {
   Responder mResponder;
   RateLimiter mLimiter;
   Connections mConnections;
+  std::array<std::span<const net::Datagram>, 2> mWaiting;  ///< received, but not answered in the last turn
   std::vector<net::Outgoing> mAnswers;
   TimePoint mNextSweep{};
   std::optional<TimePoint> mAcceptAgain;

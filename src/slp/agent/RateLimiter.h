@@ -17,6 +17,10 @@ class RateLimiter {
   RateLimiter(double perSecond, double burst, std::size_t maxSources);
   /// Whether one more datagram of this source is to be looked at. Loopback always is.
   bool admit(const net::Address& source, TimePoint now);
+  /// Whether `admit` would be true, which takes nothing.
+  bool allows(const net::Address& source, TimePoint now);
+  /// Takes as much as so many datagrams would, even if it is not there: the source has to wait the longer.
+  void charge(const net::Address& source, double datagrams, TimePoint now);
 
  private:
   struct Bucket {
@@ -24,6 +28,7 @@ class RateLimiter {
     double tokens;
     TimePoint filled;
   };
+  /// With what has come into it since.
   Bucket& bucketOf(const net::Address& source, TimePoint now);
 
   double mPerSecond;

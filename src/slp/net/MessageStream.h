@@ -33,6 +33,7 @@ class MessageStream {
   bool wantsRead() const { return !mEnded && mIn.size() - mTaken < mMaxMessage; }
   bool wantsWrite() const { return mConnecting || mSent < mOut.size(); }
   std::size_t unsent() const { return mOut.size() - mSent; }
+  bool peerEnded() const { return mEnded; }                  ///< it sends no more
   bool messageBegun() const { return mTaken < mIn.size(); }  ///< bytes of an incomplete message wait
 
   /// Queues a message and sends what the kernel takes.

@@ -57,8 +57,11 @@ inline constexpr std::size_t kMaxConnectionsPerSource = 16;
 inline constexpr std::chrono::seconds kConnectionIdle = 300s;
 /// A message that has begun must be complete by then, or the connection is closed.
 inline constexpr std::chrono::seconds kMessageDeadline = 10s;
-/// Bytes of replies that wait for a reader who does not read.
-inline constexpr std::size_t kMaxUnsentReplies = 2 * kMaxMessage;
+/// Bytes of replies that wait for those who do not read, all together; each has one reply waiting at most.
+inline constexpr std::size_t kMaxUnsentReplies = 4 * kMaxMessage;
+/// The agent answers no longer than this, beyond the message that it has begun with, before it looks at what else there
+/// is to do: other sources, changes of this process, its end.
+inline constexpr std::chrono::milliseconds kAgentTurn = 10ms;
 /// An answer over UDP to a source that is on none of our links is at most this many times its request, because its
 /// address may be forged and the answer aimed at somebody else.
 inline constexpr std::size_t kMaxAmplification = 3;
@@ -67,6 +70,10 @@ inline constexpr std::size_t kMaxAmplification = 3;
 inline constexpr double kDatagramsPerSecond = 4'000;
 inline constexpr double kDatagramBurst = 8'000;
 inline constexpr std::size_t kMaxSources = 1'024;
+/// An answer that takes longer counts as as many datagrams as there are of these in it, so that one source has a
+/// quarter of the agent's time, however costly its requests. Requests over TCP are counted, too, but wait where
+/// datagrams are dropped.
+inline constexpr std::chrono::nanoseconds kTimeOfDatagram = 62'500ns;
 
 // The user agent
 

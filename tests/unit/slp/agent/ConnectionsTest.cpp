@@ -14,7 +14,7 @@ using namespace std::chrono_literals;
 /// A server that answers in the thread of the test.
 class ConnectionsTest : public testing::Test {
  protected:
-  static constexpr std::size_t kUnsent = 256 * 1024;
+  static constexpr std::size_t kUnsent = 20'000'000;
 
   void SetUp() override {
     int error = 0;
@@ -28,7 +28,9 @@ class ConnectionsTest : public testing::Test {
     const auto end = std::chrono::steady_clock::now() + kTestDeadline;
     while (!condition()) {
       if (std::chrono::steady_clock::now() > end) return false;
-      mLoop.run(std::chrono::steady_clock::now() + 5ms);
+      const auto soon = std::chrono::steady_clock::now() + 5ms;
+      mLoop.run(std::min(soon, mConnections.next().value_or(soon)));
+      mConnections.work(std::chrono::steady_clock::now());
     }
     return true;
   }
@@ -41,16 +43,18 @@ class ConnectionsTest : public testing::Test {
   net::Descriptor mListener;
   std::string mAnswer = serviceRequest("service:answer");
   bool mRegisters = false;
+  bool mAdmits = true;
   std::vector<std::string> mSeen;
   std::vector<Owner> mEnded;
   Connections mConnections{mLoop,
-                           {4, 2, 300ms, 100ms, kUnsent},
+                           {4, 2, 300ms, 100ms, kUnsent, 10ms},
                            [this](Connections::Peer& peer, std::span<const std::byte> message, std::string& reply) {
                              mSeen.push_back(replyOf(message).bytes);
                              peer.registers = mRegisters;
                              reply = mAnswer;
                            },
-                           [this](const Connections::Peer& peer) { mEnded.push_back(peer.owner); }};
+                           [this](const Connections::Peer& peer) { mEnded.push_back(peer.owner); },
+                           [this](const Connections::Peer&, Connections::TimePoint) { return mAdmits; }};
 };
 
 TEST_F(ConnectionsTest, AnswerRequestsInTheirOrder) {
@@ -132,14 +136,65 @@ TEST_F(ConnectionsTest, EndWhenAMessageIsNotCompleteInTime) {
   EXPECT_EQ(mConnections.size(), 0U);
 }
 
-TEST_F(ConnectionsTest, EndWhenThePeerDoesNotReadItsAnswers) {
-  mAnswer = std::string(60'000, 'x');
+TEST_F(ConnectionsTest, TakeNothingMoreOfOneWhoDoesNotReadAndEndIt) {
+  mRegisters = true;  // no excuse
+  mAnswer = std::string(8'000'000, 'x');
   auto peer = connect();
-  ASSERT_TRUE(serveUntil([&] { return peer.ready(), mConnections.size() == 1; }));
   const std::string message = serviceRequest("service:one");
-  for (int i = 0; i < 500; ++i)
+  for (int i = 0; i < 50; ++i)
     peer.send(message);
-  EXPECT_TRUE(serveUntil([&] { return mConnections.size() == 0; }));
+  auto other = connect();
+  ASSERT_TRUE(serveUntil([&] { return peer.ready(), other.ready(), mSeen.size() == 1 && mConnections.size() == 2; }));
+  mAnswer = "x";
+  other.send(message);
+  ASSERT_TRUE(serveUntil([&] { return other.ready(), mSeen.size() > 1; }));
+  EXPECT_EQ(mSeen.size(), 2U) << "the other's";
+  mConnections.sweep(std::chrono::steady_clock::now() + 301ms);
+  EXPECT_EQ(mConnections.size(), 1U);
+}
+
+TEST_F(ConnectionsTest, KeepTheRepliesThatNobodyReadsWithinOneBoundForAll) {
+  mAnswer = std::string(14'000'000, 'x');  // of which the kernel takes some
+  std::vector<net::MessageStream> peers;
+  for (int i = 0; i < 4; ++i) {
+    peers.push_back(connect());
+    peers.back().send(serviceRequest("service:one"));
+    peers.back().ready();
+  }
+  ASSERT_TRUE(serveUntil([&] {
+    for (auto& peer : peers)
+      if (peer.wantsWrite()) peer.ready();
+    return mSeen.size() == 4;
+  }));
+  EXPECT_LT(mConnections.size(), 4U);
+  EXPECT_GE(mConnections.size(), 1U);
+}
+
+TEST_F(ConnectionsTest, TakeTurns) {
+  auto flooding = connect();
+  auto other = connect();
+  std::string flood;
+  for (int i = 0; i < 1'000; ++i)
+    flood += serviceRequest("service:flood");
+  flooding.send(flood);
+  other.send(serviceRequest("service:other"));
+  const auto waits = [&] { return mSeen.size() >= 1'001; };
+  ASSERT_TRUE(serveUntil([&] { return flooding.ready(), other.ready(), waits(); }));
+  const auto others = std::find(mSeen.begin(), mSeen.end(), serviceRequest("service:other"));
+  ASSERT_NE(others, mSeen.end());
+  EXPECT_NE(others, mSeen.end() - 1) << "not behind all of the flood";
+}
+
+TEST_F(ConnectionsTest, LetThoseWaitWhoAreNotAdmitted) {
+  mAdmits = false;
+  auto peer = connect();
+  peer.send(serviceRequest("service:one"));
+  ASSERT_TRUE(serveUntil([&] { return peer.ready(), mConnections.next().has_value(); }));
+  mConnections.work(std::chrono::steady_clock::now());
+  EXPECT_TRUE(mSeen.empty());
+  EXPECT_GT(mConnections.next().value(), std::chrono::steady_clock::now() - 1s) << "no hot loop";
+  mAdmits = true;
+  EXPECT_TRUE(serveUntil([&] { return mSeen.size() == 1; }));
 }
 
 TEST_F(ConnectionsTest, EndWithAMessageThatIsNone) {

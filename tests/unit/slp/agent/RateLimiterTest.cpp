@@ -43,6 +43,18 @@ TEST(RateLimiter, ServesOthersWhileOneFloods) {
   EXPECT_TRUE(limiter.admit(address("fe80::1"), kStart));
 }
 
+TEST(RateLimiter, LetsASourceWaitForWhatItsRequestsTook) {
+  RateLimiter limiter(10, 20, 4);
+  const auto source = address("10.0.0.1");
+  EXPECT_TRUE(limiter.admit(source, kStart));
+  limiter.charge(source, 39, kStart);
+  EXPECT_FALSE(limiter.allows(source, kStart + 2'050ms));
+  EXPECT_TRUE(limiter.allows(source, kStart + 2'150ms));
+  EXPECT_TRUE(limiter.allows(source, kStart + 2'150ms)) << "asking takes nothing";
+  limiter.charge(address("127.0.0.1"), 1'000, kStart);
+  EXPECT_TRUE(limiter.admit(address("127.0.0.1"), kStart));
+}
+
 TEST(RateLimiter, NeverLimitsThisMachine) {
   RateLimiter limiter(10, 20, 4);
   EXPECT_EQ(admitted(limiter, address("127.0.0.1"), kStart, 1'000), 1'000);
