@@ -79,9 +79,14 @@ void Search::begin(const Plan& plan) {
     const auto family = mSettings.useIpv4 ? net::Family::kV4 : net::Family::kV6;
     ask({net::Address::loopback(family), mSettings.port}, Purpose::kThisMachine);
   }
-  if (!plan.directoryAgents) return;
-  configureDirectoryAgents();
-  askDirectoryAgents();
+  if (plan.directoryAgents) {
+    configureDirectoryAgents();
+    askDirectoryAgents();
+  }
+  // Those who are asked before others leave them half of the time.
+  mChosenDeadline.reset();
+  const auto now = mTransport.now();
+  if (plan.more || (plan.directoryAgents && plan.multicast)) mChosenDeadline = now + (mDeadline - now) / 2;
 }
 
 Search::Peer& Search::ask(const net::Endpoint& endpoint, Purpose purpose) {
@@ -98,9 +103,10 @@ Search::Peer& Search::ask(const net::Endpoint& endpoint, Purpose purpose) {
 void Search::configureDirectoryAgents() {
   const auto& hosts = mSettings.directoryAgents;
   if (!mDirectoryAgents.claimConfiguration(hosts, mTransport.now())) return;
+  startWaiting();  // names may take their time
   std::vector<net::Endpoint> endpoints;
   for (const auto& host : hosts) {
-    for (const auto& address : mTransport.resolve(host))
+    for (const auto& address : resolveBesideTime(mTransport, host))
       endpoints.push_back({address, mSettings.port});
   }
   mDirectoryAgents.configure(endpoints, mSettings.scopes);
@@ -214,7 +220,10 @@ void Search::beginDiscovery() {
 
 void Search::advance() {
   const auto now = mTransport.now();
-  if (now >= mDeadline) return end(End::kComplete);
+  if (now >= mDeadline) {
+    mUnasked = mPlan.more || !mWaiting.empty() || (mPlan.multicast && !mRounds);
+    return end(End::kComplete);
+  }
   advanceExchanges(now);
   if (needsMulticast()) beginMulticast();
   if (mRounds) advanceRounds(now);
@@ -228,14 +237,22 @@ void Search::advanceExchanges(TimePoint now) {
     mTimers.erase(mTimers.begin());
     if (peer->exchange.timed() && peer->exchange.due() <= now) drive(*peer, now);
   }
-  if (mKnownDeadline && now >= *mKnownDeadline) giveUpKnown();
+  if (mKnownDeadline && now >= *mKnownDeadline) {
+    mKnownDeadline.reset();
+    giveUp(true);
+  }
+  if (mChosenDeadline && now >= *mChosenDeadline) {
+    mChosenDeadline.reset();
+    giveUp(false);
+  }
 }
 
-/// Those that were not even asked are given up, too: so many are gone at once only when the network is another one.
-void Search::giveUpKnown() {
-  mKnownDeadline.reset();
+/// The silent ones of those that answered earlier, or of those who were asked before others. Those that were not even
+/// asked are given up, too: so many are gone at once only when the network is another one.
+void Search::giveUp(bool known) {
   for (auto& peer : mPeers) {
-    if (peer.purpose != Purpose::kKnown || peer.exchange.heard()) continue;
+    if ((peer.purpose == Purpose::kKnown) != known || peer.exchange.heard()) continue;
+    if (peer.purpose == Purpose::kThisMachine && !mPlan.more) continue;
     peer.exchange.abandon(mTransport);
     settle(peer);
   }
@@ -269,6 +286,7 @@ TimePoint Search::nextDue() const {
   if (!mTimers.empty()) due = std::min(due, mTimers.begin()->first);
   if (!mWaiting.empty()) due = std::min(due, mNextTurn);
   if (mKnownDeadline) due = std::min(due, *mKnownDeadline);
+  if (mChosenDeadline) due = std::min(due, *mChosenDeadline);
   if (!streamsAreWanted()) return due;
   for (const Peer* peer : mStreaming)
     due = std::min(due, peer->exchange.givesWayAt());
@@ -466,6 +484,7 @@ SLPError Search::errorOfNothing() const {
   if (mAnswered) return SLP_OK;
   if (mError) return errorFor(*mError);
   if (mTooLong) return SLP_BUFFER_OVERFLOW;
+  if (mUnasked) return SLP_NETWORK_TIMED_OUT;
   const bool onlyHosts = !mRounds && !mPlan.hosts.empty();
   if (onlyHosts) return mHostSilent || !mHostRefused ? SLP_NETWORK_TIMED_OUT : SLP_NETWORK_ERROR;
   return mNoInterface && !mPlan.ownAgent ? SLP_NETWORK_ERROR : SLP_OK;

@@ -25,6 +25,7 @@ struct Plan {
   bool thisMachine = false;          ///< the agent of another process here
   bool ownAgent = false;             ///< the agent of this machine is our own, which has said what it knows
   bool multicast = false;            ///< everybody; with `directoryAgents` only for the scopes that none of them serves
+  bool more = false;                 ///< another plan follows, and needs time, too
 };
 
 /// Asks one question: drives the rounds by multicast and the exchanges by unicast over a transport, and gives the
@@ -79,7 +80,7 @@ class Search {
   void advanceDiscovery(TimePoint now);
   TimePoint nextDue() const;
   bool idle() const;
-  void giveUpKnown();
+  void giveUp(bool known);
   void settle(Peer& peer);
 
   // Answers.
@@ -126,6 +127,7 @@ class Search {
   bool mDiscoveryAnswered = false;
   TimePoint mDeadline{};
   std::optional<TimePoint> mKnownDeadline;
+  std::optional<TimePoint> mChosenDeadline;  ///< of those that are asked before others
   std::size_t mEventsSinceAdvance = 0;
 
   bool mOver = false;
@@ -133,6 +135,7 @@ class Search {
   bool mKnownAsked = false;
   bool mTooLong = false;      ///< for a datagram
   bool mNoInterface = false;  ///< nothing went out by multicast
+  bool mUnasked = false;      ///< time was up before everybody had been asked
   bool mAnswered = false;     ///< somebody has answered without an error
   bool mHostAnswered = false;
   bool mHostRefused = false;

@@ -49,10 +49,19 @@ class Transport {
   /// Looks up a host's name; empty when it has no address. May take as long as the resolver does, but ends when the
   /// search is cancelled.
   virtual std::vector<net::Address> resolve(std::string_view host) = 0;
-  /// Stands still while the callbacks of the caller run, so that their time is not taken for silence.
+  /// Stands still while the callbacks of the caller run and names are looked up, so that their time is not taken for
+  /// silence.
   virtual TimePoint now() const = 0;
   virtual void pauseClock() = 0;
   virtual void resumeClock() = 0;
 };
+
+/// Looks up a name while the clock stands still: a slow resolver must not eat the time of the search.
+inline std::vector<net::Address> resolveBesideTime(Transport& transport, std::string_view host) {
+  transport.pauseClock();
+  auto addresses = transport.resolve(host);
+  transport.resumeClock();
+  return addresses;
+}
 
 }  // namespace slp::client

@@ -46,7 +46,7 @@ std::vector<net::Endpoint> hostOf(std::string_view url, std::uint16_t port, Tran
   std::vector<net::Endpoint> endpoints;
   const auto parsed = wire::parseServiceUrl(url);
   if (!parsed || parsed->host.empty() || !parsed->family.empty()) return endpoints;
-  for (const auto& address : transport.resolve(parsed->host)) {
+  for (const auto& address : resolveBesideTime(transport, parsed->host)) {
     if (address.isMulticast() || endpoints.size() == kMaxAddressesOfHost) continue;
     endpoints.push_back({address, port});
   }
@@ -106,6 +106,7 @@ Outcome UserAgent::findAttributes(const AttributeQuery& query, const config::Set
 void UserAgent::askForUrl(Search& search, const std::string& url, const config::Settings& settings,
                           Transport& transport) const {
   Plan hosts;
+  hosts.more = true;
   if (const auto sender = mResponders.senderOf(url)) {
     hosts.hosts = {*sender};
     search.run(hosts);
@@ -120,8 +121,10 @@ void UserAgent::askForUrl(Search& search, const std::string& url, const config::
 
   Plan directoryAgents;
   directoryAgents.directoryAgents = true;
+  directoryAgents.more = true;
   Plan thisMachine;
   thisMachine.thisMachine = !mLocal.holdsPort();
+  thisMachine.more = true;
   Plan everybody;
   everybody.multicast = true;
   everybody.ownAgent = mLocal.holdsPort();

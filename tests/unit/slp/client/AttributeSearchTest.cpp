@@ -187,6 +187,41 @@ TEST(AttributeSearch, TriesTheWholeListOverTcpAndDropsTheCutOneWhenThatFails) {
   EXPECT_EQ(one.outcome.error, SLP_OK) << "an error is for those who have nothing to show";
 }
 
+TEST(AttributeSearch, DoesNotTakeTheTimeOfTheResolverForSilence) {
+  Searching one;
+  one.network.resolving = 20'000ms;
+  one.network.names["host.example"] = {kHost.address};
+  one.network.add(attributeAgent(kHost, "(a=1)"));
+  EXPECT_THAT(one.attributes("service:test://host.example"), ElementsAre("(a=1)"));
+  EXPECT_EQ(one.took, 2ms);
+}
+
+TEST(AttributeSearch, LeavesTimeForEverybodyToBeAsked) {
+  Searching one;
+  one.settings.multicastMaximumWait = 1'500ms;
+  one.settings.directoryAgents = {"10.0.0.9"};
+  one.responders.rememberSender(kUrl, endpoint("10.0.0.3"));
+  one.network.add(attributeAgent(kOther, "(o=1)"));
+  EXPECT_THAT(one.attributes(kUrl), ElementsAre("(o=1)"));
+  EXPECT_LE(one.took, 1'500ms);
+}
+
+TEST(AttributeSearch, SaysWhenTimeWasUpBeforeEverybodyWasAsked) {
+  Searching one;
+  one.settings.multicastMaximumWait = 1'500ms;
+  FakeAgent hanging = attributeAgent(kHost, "");
+  hanging.tcp = FakeAgent::Port::kSilent;
+  hanging.answer = [](const wire::Message& request, Via) -> std::vector<std::string> {
+    auto cut = reply(request, wire::AttributeReply{wire::ErrorCode::kOk, "(a=1)", {}}, true);
+    cut.resize(cut.size() - 3);
+    return {cut};
+  };
+  one.network.add(hanging);
+  EXPECT_THAT(one.attributes(kUrl), IsEmpty());
+  EXPECT_EQ(one.outcome.error, SLP_NETWORK_TIMED_OUT);
+  EXPECT_EQ(one.took, 1'500ms);
+}
+
 TEST(AttributeSearch, OfATypeHandsOutEachDistinctList) {
   Searching one;
   one.local.attributes = "(own=1)";

@@ -166,6 +166,25 @@ TEST(DirectoryAgentSearch, PassesASilentConfiguredOneOverForAWhile) {
   EXPECT_THAT(one.services(), ElementsAre("service:test://d"));
 }
 
+TEST(DirectoryAgentSearch, LeavesHalfOfAShortTimeToMulticast) {
+  Searching one;
+  one.settings.directoryAgents = {"10.0.0.9"};
+  one.settings.multicastMaximumWait = 1'500ms;
+  one.network.add(serviceAgent(kAgent, {"service:test://a"}));
+  EXPECT_THAT(one.services(), ElementsAre("service:test://a"));
+  EXPECT_EQ(one.took, 1'500ms);
+}
+
+TEST(DirectoryAgentSearch, DoesNotTakeTheTimeOfTheResolverForSilence) {
+  Searching one;
+  one.settings.directoryAgents = {"nobody.example", "no.example"};
+  one.network.resolving = 20'000ms;
+  one.network.add(serviceAgent(kAgent, {"service:test://a"}));
+  EXPECT_THAT(one.services(), ElementsAre("service:test://a"));
+  EXPECT_EQ(one.took, 750ms);
+  EXPECT_EQ(one.network.sentBeforeResolving, 1U) << "this machine's agent need not wait for names";
+}
+
 TEST(DirectoryAgentSearch, WorksWithNoNetworkButTheirs) {
   Directed one;
   one.network.add(directoryAgent(kDirectory, {"service:test://d"}));

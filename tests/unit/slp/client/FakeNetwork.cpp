@@ -155,8 +155,9 @@ Transport::Event FakeNetwork::wait(TimePoint until) {
 }
 
 std::vector<net::Address> FakeNetwork::resolve(std::string_view host) {
-  ++resolved;
+  if (resolved++ == 0) sentBeforeResolving = sent.size();
   if (const auto numeric = net::Address::parse(host)) return {*numeric};
+  elapse(resolving);
   const auto found = names.find(host);
   return found == names.end() ? std::vector<net::Address>{} : found->second;
 }

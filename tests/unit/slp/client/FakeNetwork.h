@@ -51,6 +51,7 @@ class FakeNetwork final : public Transport {
   Milliseconds jitter{0};
   std::size_t interfaces = 1;
   std::map<std::string, std::vector<net::Address>, std::less<>> names;
+  Milliseconds resolving{0};  ///< what the look-up of a name takes
   std::optional<TimePoint> cancelAt;
   std::string tiedTo;
 
@@ -75,6 +76,7 @@ class FakeNetwork final : public Transport {
   std::size_t countTo(const net::Endpoint& to) const;
   std::size_t openStreams() const { return mOpen.size(); }
   std::size_t resolved = 0;
+  std::size_t sentBeforeResolving = 0;
 
   // Transport.
   std::size_t multicast(std::string_view message, Group group, std::string_view serviceType) override;
