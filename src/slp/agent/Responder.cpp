@@ -52,7 +52,7 @@ bool hasAnswered(std::string_view previousResponders, const Source& source,
                  const std::vector<net::Interface>& interfaces) {
   for (std::size_t looked = 0; !previousResponders.empty() && looked < limits::kMaxPreviousResponders; ++looked) {
     const auto comma = previousResponders.find(',');
-    const auto address = net::Address::parse(wire::trimmed(previousResponders.substr(0, comma)));
+    const auto address = net::Address::parseForeign(wire::trimmed(previousResponders.substr(0, comma)));
     previousResponders.remove_prefix(comma == std::string_view::npos ? previousResponders.size() : comma + 1);
     if (!address) continue;
     if (address->isLoopback() ? isThisMachine(source, interfaces) : net::isOwn(interfaces, *address)) return true;

@@ -27,7 +27,7 @@ std::optional<net::Endpoint> advertisedEndpoint(std::string_view url, const net:
   const auto parsed = wire::parseServiceUrl(url);
   if (!parsed || !wire::equalFolded(parsed->type, "service:directory-agent")) return std::nullopt;
   net::Endpoint endpoint{from.address, parsed->port != 0 ? static_cast<std::uint16_t>(parsed->port) : port};
-  auto named = net::Address::parse(parsed->host);
+  auto named = net::Address::parseForeign(parsed->host);
   if (!named) return endpoint;  // a name: where it came from will do
   named->zone = from.address.zone;
   if (*named == from.address) return endpoint;

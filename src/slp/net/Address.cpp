@@ -40,6 +40,10 @@ std::optional<Address> Address::parse(std::string_view text) {
   return addressV6(&v6, zone);
 }
 
+std::optional<Address> Address::parseForeign(std::string_view text) {
+  return parse(text.substr(0, text.find('%')));
+}
+
 Address Address::loopback(Family family) {
   Address address;
   address.family = family;

@@ -21,6 +21,9 @@ struct Address {
 
   /// Numeric text; a zone may stand behind "%" as a name or an index. Nothing for what is no address.
   static std::optional<Address> parse(std::string_view text);
+  /// The same for a text from the network, where a zone says nothing to this machine: it is left out unread, because
+  /// finding an interface by its name costs calls to the kernel.
+  static std::optional<Address> parseForeign(std::string_view text);
   static Address loopback(Family family);
 
   /// Without the zone, as a list of previous responders and a URL need it.

@@ -60,6 +60,12 @@ TEST(Address, KeepsTheZoneOfALinkLocalOneOnly) {
   EXPECT_EQ(Address::parse("2001:db8::5%7")->zone, 0u);
 }
 
+TEST(Address, OfTheNetworkHasNoZone) {
+  EXPECT_EQ(Address::parseForeign("fe80::1%nosuchinterface"), Address::parse("fe80::1"));
+  EXPECT_EQ(Address::parseForeign("10.0.0.1"), Address::parse("10.0.0.1"));
+  EXPECT_EQ(Address::parseForeign("%1"), std::nullopt);
+}
+
 struct KindCase {
   const char* name;
   const char* text;
