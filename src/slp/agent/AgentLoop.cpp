@@ -47,7 +47,7 @@ AgentLoop::AgentLoop(Registry& registry, client::DirectoryAgents& directoryAgent
   mClient = std::make_unique<PortClient>(
       mLoop, loopbackAddresses(settings),
       [this](const std::string& url) { return mRegistry.ofUrl(url, std::chrono::steady_clock::now()); },
-      [this](bool useful) { portClientEnded(useful); });
+      [this](PortClient::End end) { portClientEnded(end); });
   if (mPort.held())
     serve();
   else
@@ -144,20 +144,23 @@ void AgentLoop::tryPort(TimePoint now) {
     config::logLimited(
         config::LogLevel::kWarning, "port",
         "SLP port " + std::to_string(mSettings.port) + " cannot be bound: " + std::generic_category().message(error));
-  mNextTry.reset();  // unless it ends
-  mClient->connect(mRegistry.urls(), now);
-}
-
-void AgentLoop::portClientEnded(bool useful) {
-  const TimePoint now = std::chrono::steady_clock::now();
-  if (useful) {
-    mRetry = kFirstRetry;
-    mNextTry = now;
+  if (now < mNextConnection) {
+    mNextTry = mNextConnection;
     return;
   }
-  mNextTry = now + mRetry;
+  mConnected = now;
+  mClient->connect(mRegistry.urls(), now);
+  if (mClient->active()) mNextTry.reset();  // until it ends
+}
+
+void AgentLoop::portClientEnded(PortClient::End end) {
+  const TimePoint now = std::chrono::steady_clock::now();
+  mNextTry = now;
+  if (end != PortClient::End::kSilent && now - mConnected > kLastRetry) mRetry = kFirstRetry;
+  mNextConnection = now + mRetry;
   mRetry = std::min(mRetry * 2, kLastRetry);
-  if (mRetry < kLastRetry) return;  // a successor who is only starting has not had its time
+  if (end != PortClient::End::kSilent || mRetry < kLastRetry)
+    return;  // a successor who is only starting has not had its time
   serveDirectoryAgents();
   config::logLimited(config::LogLevel::kWarning, "stranger",
                      "another program has SLP port " + std::to_string(mSettings.port) +

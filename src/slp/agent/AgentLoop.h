@@ -27,7 +27,8 @@ class AgentLoop {
 
   /// How long the end may take that is owed to others.
   static constexpr std::chrono::milliseconds kFarewell{250};
-  /// How soon the port is tried again when a stranger has it, doubled each time up to the second.
+  /// How soon whoever has the port is connected to again, doubled each time up to the second, unless he has kept the
+  /// connection for longer. The port itself is tried at once, too: it may be free.
   static constexpr std::chrono::milliseconds kFirstRetry{50};
   static constexpr std::chrono::milliseconds kLastRetry{5'000};
 
@@ -50,7 +51,7 @@ class AgentLoop {
   void serve();
   void serveDirectoryAgents();
   void tryPort(TimePoint now);
-  void portClientEnded(bool useful);
+  void portClientEnded(PortClient::End end);
   void networkChanged();
   void refreshNetwork(TimePoint now);
   void refreshGroups(TimePoint now);
@@ -73,6 +74,8 @@ class AgentLoop {
   std::atomic<bool> mHoldsPort{false};
   bool mStopping = false;
   std::optional<TimePoint> mNextTry;  ///< for the port
+  TimePoint mNextConnection{};
+  TimePoint mConnected{};
   std::chrono::milliseconds mRetry = kFirstRetry;
   std::optional<TimePoint> mNetworkDue;
   std::optional<TimePoint> mGroupsDue;

@@ -10,7 +10,7 @@
 namespace slp::agent {
 
 PortClient::PortClient(EventLoop& loop, std::vector<net::Endpoint> addresses, Lookup lookup,
-                       std::function<void(bool)> ended)
+                       std::function<void(End)> ended)
     : mLoop(loop), mAddresses(std::move(addresses)), mLookup(std::move(lookup)), mEnded(std::move(ended)) {}
 
 PortClient::~PortClient() {
@@ -18,10 +18,9 @@ PortClient::~PortClient() {
 }
 
 void PortClient::connect(const std::vector<std::string>& urls, TimePoint now) {
-  close();
-  mAnswered = false;
-  for (const std::string& url : urls)
-    tell(url, now);
+  disconnect();
+  mReached = mAsked = mAnswered = mAccepted = false;
+  compare(urls, now);
   mNextAddress = 0;
   open(now);
 }
@@ -36,30 +35,37 @@ void PortClient::open(TimePoint now) {
     mLoop.waitFor(mStream->fd(), mStream->wantsRead(), mStream->wantsWrite());
     return;
   }
-  mTold = {};
-  mEnded(mAnswered);
+  disconnect();
+  mEnded(end());
 }
 
 void PortClient::close() {
+  disconnect();
+  mTold = {};
+}
+
+void PortClient::disconnect() {
   if (mStream) {
     mLoop.forget(mStream->fd());
     mStream.reset();
   }
+  mAccepted = false;
   mFlights.clear();
-  mTold = {};
+  mTold.connectionEnded();
+}
+
+PortClient::End PortClient::end() const {
+  if (mAnswered) return End::kAnswered;
+  return mReached && !mAsked ? End::kNotAsked : End::kSilent;
 }
 
 /// The connection is over, or has not come about: another address may do, else the owner decides.
 void PortClient::fail(TimePoint now) {
-  const bool neverConnected = mStream && !mAnswered && mFlights.empty();
-  if (neverConnected && mNextAddress < mAddresses.size()) {
-    mLoop.forget(mStream->fd());
-    mStream.reset();
+  disconnect();
+  if (!mReached)
     open(now);
-    return;
-  }
-  close();
-  mEnded(mAnswered);
+  else
+    mEnded(end());
 }
 
 void PortClient::tell(const std::string& url, TimePoint now) {
@@ -113,6 +119,7 @@ void PortClient::take(std::span<const std::byte> bytes, TimePoint now) {
   const auto flight = mFlights.find(message->header.xid);
   if (flight == mFlights.end()) return;
   mAnswered = true;
+  if (answer->error == wire::ErrorCode::kOk) mAccepted = true;
   mPatienceEnds = now + kPatience;
   const Flight done = flight->second;
   mFlights.erase(flight);
@@ -134,6 +141,7 @@ std::string PortClient::messageFor(const ToldRegistrations::Task& task, std::uin
 }
 
 void PortClient::fill(TimePoint now) {
+  mReached = mReached || connected();
   while (connected() && mFlights.size() < kMaxUnderWay) {
     const auto task = mTold.take(now);
     if (!task) break;
@@ -147,6 +155,7 @@ void PortClient::fill(TimePoint now) {
     if (mFlights.empty()) mPatienceEnds = now + kPatience;
     mFlights.insert_or_assign(mXid, std::move(flight));
     mStream->send(message);
+    mAsked = true;
   }
   if (mStream) mLoop.waitFor(mStream->fd(), mStream->wantsRead(), mStream->wantsWrite());
 }

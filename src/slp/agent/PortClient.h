@@ -27,21 +27,30 @@ class PortClient {
   /// Whoever accepts the connection, but does not answer for so long, is no agent.
   static constexpr std::chrono::seconds kPatience{10};
 
-  /// `addresses` are tried in their order. `ended` is called when the connection has ended, or none came about; true
-  /// when an agent had answered on it. It must not call `connect` itself.
-  PortClient(EventLoop& loop, std::vector<net::Endpoint> addresses, Lookup lookup, std::function<void(bool)> ended);
+  /// How a connection has ended, or that none came about.
+  enum class End {
+    kSilent,    ///< nobody has answered
+    kNotAsked,  ///< there was nothing to register, so that an idle connection was closed
+    kAnswered,
+  };
+
+  /// `addresses` are tried in their order. `ended` must not call `connect` itself.
+  PortClient(EventLoop& loop, std::vector<net::Endpoint> addresses, Lookup lookup, std::function<void(End)> ended);
   ~PortClient();
   PortClient(const PortClient&) = delete;
   PortClient& operator=(const PortClient&) = delete;
 
-  /// Registers all of these once it is connected.
+  /// Registers all of these once it is connected, first those of which an earlier connection has told nothing.
   void connect(const std::vector<std::string>& urls, TimePoint now);
+  /// Also forgets what has been told.
   void close();
   bool active() const { return mStream.has_value(); }
   bool connected() const { return mStream && !mStream->connecting(); }
+  /// Whether whoever has the port takes registrations on this connection.
+  bool accepted() const { return mAccepted; }
 
   void changed(const std::string& url, TimePoint now);
-  /// The same for everything that differs from these.
+  /// The same for all of these and all that has been told.
   void compare(std::vector<std::string> urls, TimePoint now);
   void withdrawAll(TimePoint now);
   /// Whether the agent knows what it is to know, for the time being.
@@ -62,16 +71,21 @@ class PortClient {
   void fill(TimePoint now);
   std::string messageFor(const ToldRegistrations::Task& task, std::uint16_t xid, Flight& flight);
   void tell(const std::string& url, TimePoint now);
+  void disconnect();
   void fail(TimePoint now);
+  End end() const;
 
   EventLoop& mLoop;
   std::vector<net::Endpoint> mAddresses;
   Lookup mLookup;
-  std::function<void(bool)> mEnded;
+  std::function<void(End)> mEnded;
   std::size_t mNextAddress = 0;
   std::optional<net::MessageStream> mStream;
   TimePoint mPatienceEnds;
+  bool mReached = false;  ///< somebody has taken the connection
+  bool mAsked = false;
   bool mAnswered = false;
+  bool mAccepted = false;
   std::uint16_t mXid = 0;
   ToldRegistrations mTold;
   std::map<std::uint16_t, Flight> mFlights;

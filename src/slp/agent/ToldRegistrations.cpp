@@ -43,7 +43,7 @@ void ToldRegistrations::set(std::string_view url, const std::vector<Wanted>& wan
     entry.second.scopes = one.scopes;
     entry.second.changed = true;
     entry.second.failures = 0;
-    if (!entry.second.underWay) schedule(entry, due);
+    if (!entry.second.underWay) schedule(entry, entry.second.due ? std::min(*entry.second.due, due) : due);
   }
 }
 
@@ -59,6 +59,21 @@ void ToldRegistrations::tellAgain(TimePoint due) {
     else
       erase(current);
   }
+}
+
+void ToldRegistrations::connectionEnded() {
+  for (auto item = mItems.begin(); item != mItems.end();) {
+    const auto current = item++;
+    Item& entry = current->second;
+    if (entry.underWay) entry.told = true;  // it may have arrived
+    entry.underWay = false;
+    entry.failures = 0;
+    if (entry.wanted || entry.told)
+      schedule(*current, entry.answered);
+    else
+      erase(current);
+  }
+  mUnderWay = 0;
 }
 
 void ToldRegistrations::withdrawAll(TimePoint now) {
@@ -125,6 +140,7 @@ bool ToldRegistrations::done(const Task& task, wire::ErrorCode error, TimePoint 
   const auto found = finish(task);
   if (found == mItems.end()) return false;
   Item& item = found->second;
+  item.answered = now;
   if (error == wire::ErrorCode::kBusyNow || error == wire::ErrorCode::kInternalError) {
     retryLater(*found, now);
     return false;

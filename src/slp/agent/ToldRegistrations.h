@@ -46,10 +46,13 @@ class ToldRegistrations {
   static constexpr std::chrono::seconds kFirstRetry{1};
   static constexpr std::chrono::seconds kLastRetry{60};
 
-  /// These, and only these, are to be known of the URL; each is told again, because it may have changed.
+  /// These, and only these, are to be known of the URL; each is told again, because it may have changed, by `due`.
   void set(std::string_view url, const std::vector<Wanted>& wanted, TimePoint due);
   /// The peer has lost what it knew.
   void tellAgain(TimePoint due);
+  /// The connection has ended, and perhaps with it what the peer knew. All is due again, what it has answered longest
+  /// ago first: a peer that takes one thing from each connection comes to know everything.
+  void connectionEnded();
   /// Everything that the peer knows is to be withdrawn, now.
   void withdrawAll(TimePoint now);
 
@@ -78,6 +81,7 @@ class ToldRegistrations {
     bool changed = false;  ///< while it was under way
     unsigned failures = 0;
     std::optional<TimePoint> due;
+    TimePoint answered{};
   };
   using Items = std::map<Key, Item>;
   struct Earlier {

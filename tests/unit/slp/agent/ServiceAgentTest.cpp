@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "AgentPeer.h"
+#include "slp/agent/AgentLoop.h"
 #include "slp/agent/PortHolder.h"
 #include "slp/agent/ServiceAgent.h"
 #include "slp/config/Log.h"
@@ -186,6 +187,34 @@ TEST_F(ServiceAgentTest, TakesThePortWhenAStrangerWhoTakesNothingLetsItGo) {
   stranger.reset();
   ASSERT_TRUE(holdsPort(process));
   EXPECT_EQ(find(), Urls{"service:test://a"});
+}
+
+TEST_F(ServiceAgentTest, LeavesOneInPeaceWhoClosesAfterEachAnswer) {
+  net::UdpSocket stranger;
+  ASSERT_EQ(stranger.open(net::Family::kV4, mPort), 0);
+  int error = 0;
+  const net::Descriptor listener = net::listenTcp(net::Family::kV4, mPort, error);
+  ASSERT_EQ(error, 0);
+  Process process;
+  ASSERT_EQ(add(process, "service:test://a"), SLP_OK);
+  ASSERT_EQ(add(process, "service:test://b"), SLP_OK);
+  const auto begin = Clock::now();
+  for (int connection = 0; connection < 6; ++connection) {
+    ASSERT_TRUE(isReady(listener.get(), POLLIN));
+    net::Endpoint from;
+    net::MessageStream peer(net::acceptTcp(listener.get(), from), limits::kMaxRequest);
+    ASSERT_TRUE(support::waitFor([&] {
+      peer.ready();
+      const auto bytes = peer.next();
+      if (!bytes) return false;
+      wire::Message answer;
+      answer.header.xid = std::get<wire::Message>(wire::decode(*bytes)).header.xid;
+      answer.body = wire::ServiceAcknowledge{};
+      peer.send(encoded(answer));
+      return true;
+    }));
+  }
+  EXPECT_GE(Clock::now() - begin, (1 + 2 + 4 + 8 + 16) * AgentLoop::kFirstRetry) << "the waits between the connections";
 }
 
 TEST_F(ServiceAgentTest, HoldsAllSocketsOfThePortOrNone) {
