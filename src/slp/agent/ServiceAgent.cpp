@@ -3,18 +3,23 @@
 #include <atomic>
 #include <cerrno>
 #include <mutex>
+#include <poll.h>
 
 #include "slp/agent/AgentThread.h"
 #include "slp/agent/HostLookup.h"
 #include "slp/agent/Registry.h"
 #include "slp/client/Resolver.h"
 #include "slp/config/Log.h"
+#include "slp/net/MessageStream.h"
 #include "slp/wire/AttributeList.h"
 #include "slp/wire/Limits.h"
 #include "slp/wire/ServiceType.h"
 
 namespace slp::agent {
 namespace {
+
+/// Milliseconds: loopback connects or refuses at once, unless somebody listens who accepts nothing.
+constexpr int kLoopbackConnect = 100;
 
 SLPError errorOf(wire::ErrorCode code) {
   switch (code) {
@@ -37,6 +42,20 @@ void logMissingPrivilege(std::uint16_t port) {
                   "above 1023 for a trial");
 }
 
+/// Whether an agent of this machine takes connections: through it, registering needs no privilege.
+bool anotherAgentServes(const config::Settings& settings) {
+  for (const net::Family family : {net::Family::kV4, net::Family::kV6}) {
+    if (!(family == net::Family::kV4 ? settings.useIpv4 : settings.useIpv6)) continue;
+    auto stream = net::MessageStream::connect({net::Address::loopback(family), settings.port}, limits::kMaxRequest);
+    if (stream.failed()) continue;
+    pollfd entry{stream.fd(), POLLOUT, 0};
+    if (::poll(&entry, 1, kLoopbackConnect) <= 0) continue;
+    stream.ready();
+    if (!stream.failed() && !stream.connecting()) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 struct ServiceAgent::State {
@@ -48,7 +67,8 @@ struct ServiceAgent::State {
     const std::lock_guard lock(startMutex);
     if (running) return true;
     PortHolder port;
-    if (port.bind(settings.port, settings.useIpv4, settings.useIpv6) == EACCES) {
+    const bool forbidden = port.bind(settings.port, settings.useIpv4, settings.useIpv6) == EACCES;
+    if (forbidden && !anotherAgentServes(settings)) {
       logMissingPrivilege(settings.port);
       return false;
     }

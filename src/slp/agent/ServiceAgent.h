@@ -21,7 +21,8 @@ class ServiceAgent final : public client::LocalServices {
   ~ServiceAgent() override;
 
   /// SLP_OK once the registration is in the table. The settings of the first one are the agent's.
-  /// SLP_NETWORK_INIT_FAILED only when the privilege for the port is missing; the log says what to do.
+  /// SLP_NETWORK_INIT_FAILED only when the privilege for the port is missing and nobody else serves it; the log says
+  /// what to do.
   SLPError add(const Registration& registration, const config::Settings& settings);
   /// SLP_INVALID_REGISTRATION for a URL that this process has not registered.
   SLPError remove(const std::string& url);

@@ -127,6 +127,15 @@ def test_without_the_privilege_the_code_and_a_message_say_so(shells, one):
     assert "net.slp.port" in shell.messages(), shell.log
 
 
+def test_without_the_privilege_the_agent_that_is_there_serves(shells, one, two):
+    first, second, asking = shells(one), shells(one, before=without_port_privilege()), shells(two)
+    first.register(url(one, 1), "(name=first)")
+    wait_for(lambda: messages.urls_of(one.call(ask_loopback)) == [url(one, 1)], 20, "the first serves")
+    second.register(url(one, 2), "(name=second)")
+    find_until(asking, [url(one, 1), url(one, 2)])
+    assert asking.attributes(url(one, 2)).text == "(name=second)"
+
+
 def test_without_the_privilege_searching_works(shells, one, two, judged):
     first, second = shells(one), shells(two, before=without_port_privilege())
     first.register(url(one, 1), "(a=1)")
