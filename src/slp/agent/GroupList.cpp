@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "slp/wire/Limits.h"
 #include "slp/wire/MulticastGroups.h"
 #include "slp/wire/ServiceType.h"
 
@@ -68,7 +69,7 @@ std::set<net::Membership> groupsFor(const std::vector<net::Interface>& interface
   std::set<net::Membership> result;
   const auto joinV6 = [&](MulticastScope scope, const wire::GroupV6& group) {
     for (const net::Interface& interface : interfaces)
-      if (inScope(interface, scope) && result.size() < kMaxMemberships)
+      if (inScope(interface, scope) && result.size() < limits::kMaxMemberships)
         result.insert({addressOf(group), interface.index});
   };
   if (useIpv4)

@@ -10,11 +10,8 @@ namespace slp::agent {
 
 namespace {
 
-/// Lengths on the wire have two bytes.
-constexpr std::size_t kMaxText = 65'535;
-
 bool isComplete(const Registration& registration) {
-  const auto fits = [](const std::string& text) { return text.size() <= kMaxText; };
+  const auto fits = [](const std::string& text) { return text.size() <= limits::kMaxText; };
   return registration.lifetime != 0 && !registration.url.empty() && !registration.serviceType.empty() &&
          !registration.language.empty() && fits(registration.url) && fits(registration.serviceType) &&
          fits(registration.language) && fits(registration.scopes) && fits(registration.attributes);

@@ -20,9 +20,6 @@ namespace {
 
 constexpr std::string_view kDirectoryAgent = "service:directory-agent";
 constexpr std::string_view kServiceAgent = "service:service-agent";
-/// Lengths on the wire have two bytes.
-constexpr std::size_t kMaxText = 65'535;
-
 /// The kind of reply that a request of the function gets; nothing when it gets none.
 std::optional<wire::Body> failure(wire::Function function, ErrorCode error) {
   switch (function) {
@@ -192,7 +189,7 @@ bool Responder::attributesOfUrl(const wire::AttributeRequest& body, const Reques
 bool Responder::attributesOfType(const wire::AttributeRequest& body, const Request& request) const {
   const auto admit = [&](const Registry::Entry& entry) { return mayTell(entry.url, request.source, mInterfaces); };
   const auto merged = mRegistry.mergeAttributes({body.url, body.scopes, {}, request.header.language}, body.tags,
-                                                request.now, std::min(request.limit, kMaxText), admit);
+                                                request.now, std::min(request.limit, limits::kMaxText), admit);
   if (merged.result != ErrorCode::kOk || (merged.attributes.empty() && !merged.cut)) {
     return request.sendUnlessMulticast(wire::AttributeReply{merged.result, {}, {}});
   }
@@ -210,7 +207,7 @@ bool Responder::answer(const wire::ServiceTypeRequest& body, const Request& requ
   std::string types;
   bool cut = false;
   mRegistry.visitTypes(body.namingAuthority, body.scopes, [&](std::string_view type) {
-    cut = types.size() + 1 + type.size() > std::min(request.limit, kMaxText);
+    cut = types.size() + 1 + type.size() > std::min(request.limit, limits::kMaxText);
     if (!cut) types.append(types.empty() ? "" : ",").append(type);
     return !cut;
   });

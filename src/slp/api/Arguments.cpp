@@ -18,8 +18,8 @@ bool isTagCharacter(char c) {
 
 std::optional<std::string> optionalText(const char* text) {
   if (text == nullptr) return std::string();
-  const std::size_t length = strnlen(text, kMaxText + 1);
-  if (length > kMaxText) return std::nullopt;
+  const std::size_t length = strnlen(text, limits::kMaxText + 1);
+  if (length > limits::kMaxText) return std::nullopt;
   return std::string(text, length);
 }
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -8,9 +7,6 @@
 
 /// The checks of what callers pass (RFC 2614, sections 3.8, 4 and 4.7.3).
 namespace slp::api {
-
-/// The longest string of the wire (RFC 2608, section 4.1), and so of the API.
-inline constexpr std::size_t kMaxText = 65'535;
 
 /// The text; null is an empty one. Nothing when it is too long.
 std::optional<std::string> optionalText(const char* text);

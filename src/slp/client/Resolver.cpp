@@ -12,13 +12,12 @@
 
 #include "slp/net/SocketAddress.h"
 #include "slp/net/Wakeup.h"
+#include "slp/wire/Limits.h"
 
 namespace slp::client {
 namespace {
 
-/// Look-ups whose searches have been cancelled, and that still wait for the resolver. More are not begun: whoever
-/// cancels this often has no resolver.
-constexpr int kMaxAbandoned = 16;
+/// Look-ups whose searches have been cancelled, and that still wait for the resolver.
 std::atomic<int> abandonedCount{0};
 
 /// Shared by the search and the thread; whoever is last frees it.
@@ -63,7 +62,7 @@ bool awaitDone(const Lookup& lookup, int cancelFd) {
 }
 
 std::vector<net::Address> lookUpBeside(const std::string& host, int cancelFd) {
-  if (abandonedCount >= kMaxAbandoned) return {};
+  if (abandonedCount >= limits::kMaxAbandonedLookups) return {};
   keepLoaded();
   auto lookup = std::make_shared<Lookup>();
   lookup->host = host;

@@ -12,9 +12,6 @@
 namespace slp::client {
 namespace {
 
-/// What has arrived is looked at before a wait counts as over; but after so many events in a row time goes on, so that
-/// a flood cannot hold a search.
-constexpr std::size_t kMaxBacklog = 4'096;
 
 /// So many exchanges start at once, and more after a pause, lest the first datagrams drown in buffers and in the
 /// kernel's search for neighbours.
@@ -64,7 +61,7 @@ void Search::run(const Plan& plan) {
     const auto event = mTransport.wait(nextDue());
     handle(event);
     startWaiting();
-    const bool more = event.kind != Transport::EventKind::kTimeUp && ++mEventsSinceAdvance < kMaxBacklog;
+    const bool more = event.kind != Transport::EventKind::kTimeUp && ++mEventsSinceAdvance < limits::kMaxBacklog;
     if (more && !needsMulticast()) continue;
     mEventsSinceAdvance = 0;
     advance();

@@ -4,14 +4,12 @@
 
 #include "slp/client/Collector.h"
 #include "slp/client/Search.h"
+#include "slp/wire/Limits.h"
 #include "slp/wire/ServiceType.h"
 #include "slp/wire/ServiceUrl.h"
 
 namespace slp::client {
 namespace {
-
-/// Addresses of one host's name that are asked; more only multiply the wait for a host that is off.
-constexpr std::size_t kMaxAddressesOfHost = 4;
 
 bool ends(Collector::Taken taken) {
   return taken >= Collector::Taken::kEnough;
@@ -47,7 +45,7 @@ std::vector<net::Endpoint> hostOf(std::string_view url, std::uint16_t port, Tran
   const auto parsed = wire::parseServiceUrl(url);
   if (!parsed || parsed->host.empty() || !parsed->family.empty()) return endpoints;
   for (const auto& address : resolveBesideTime(transport, parsed->host)) {
-    if (address.isMulticast() || endpoints.size() == kMaxAddressesOfHost) continue;
+    if (address.isMulticast() || endpoints.size() == limits::kMaxAddressesOfHost) continue;
     endpoints.push_back({address, port});
   }
   return endpoints;

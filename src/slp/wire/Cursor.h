@@ -6,12 +6,12 @@
 #include <string>
 #include <string_view>
 
+#include "slp/wire/Limits.h"
+
 /// Numbers in network byte order and strings with their length before them, over bytes. Errors stick: whatever follows
 /// the first one does nothing, and the caller asks once, at the end.
 namespace slp::wire {
 
-/// A length field of two bytes holds no more.
-inline constexpr std::size_t kMaxText = 0xFFFF;
 /// A length field of three bytes holds no more: messages, and offsets inside them.
 inline constexpr std::size_t kMaxMessageLength = 0xFF'FFFF;
 
@@ -108,7 +108,7 @@ inline void Writer::bytes(std::string_view value) {
 }
 
 inline void Writer::text(std::string_view value) {
-  if (value.size() > kMaxText) fail();
+  if (value.size() > limits::kMaxText) fail();
   u16(static_cast<std::uint16_t>(value.size()));
   bytes(value);
 }

@@ -26,6 +26,8 @@ inline constexpr std::size_t kMaxAuthBlocks = 16;
 
 // Texts
 
+/// The longest string: a length field of two bytes holds no more (RFC 2608, section 4.1).
+inline constexpr std::size_t kMaxText = 65'535;
 /// Elements of a list of scopes, tags or service types that are looked at.
 inline constexpr std::size_t kMaxListElements = 4'096;
 /// Addresses of a list of previous responders that are looked at: twice what fits a datagram of 1,400 bytes.
@@ -74,6 +76,9 @@ inline constexpr std::size_t kMaxSources = 1'024;
 /// quarter of the agent's time, however costly its requests. Requests over TCP are counted, too, but wait where
 /// datagrams are dropped.
 inline constexpr std::chrono::nanoseconds kTimeOfDatagram = 62'500ns;
+/// Memberships that one agent holds. Thousands of types on machines with many interfaces would want more than a kernel
+/// likes to look through for every datagram.
+inline constexpr std::size_t kMaxMemberships = 4'096;
 
 // The user agent
 
@@ -91,6 +96,14 @@ inline constexpr std::size_t kMaxResults = 65'536;
 inline constexpr std::size_t kMaxResultBytes = 64 * 1024 * 1024;
 /// TCP connections that one search has under way at once: each takes a descriptor of the caller's program.
 inline constexpr std::size_t kMaxExchanges = 64;
+/// Events that a search looks at in a row before time goes on: what has arrived counts before a wait is over, but a
+/// flood must not hold the search.
+inline constexpr std::size_t kMaxBacklog = 4'096;
+/// Addresses of one host's name that are asked; more only multiply the wait for a host that is off.
+inline constexpr std::size_t kMaxAddressesOfHost = 4;
+/// Look-ups of cancelled searches that still wait for the resolver. Beyond them none is begun: whoever cancels this
+/// often has no resolver.
+inline constexpr int kMaxAbandonedLookups = 16;
 
 // Handles
 

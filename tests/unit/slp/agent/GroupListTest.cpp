@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "slp/agent/GroupList.h"
+#include "slp/wire/Limits.h"
 
 namespace slp::agent {
 namespace {
@@ -60,7 +61,7 @@ TEST(GroupsFor, AreBoundedWithTheWorthiestFirst) {
   for (int i = 0; i < 5'000; ++i)
     types.push_back("service:type" + std::to_string(i));
   const auto groups = groupsFor({interface(2, {"2001:db8::1"}), interface(3, {"2001:db8:1::1"})}, types, true, true);
-  EXPECT_EQ(groups.size(), kMaxMemberships);
+  EXPECT_EQ(groups.size(), limits::kMaxMemberships);
   const auto all = texts(groups);
   for (const char* expected : {"ff02::116%2", "ff05::116%3", "ff02::123%3", "ff02::1:11d8%2", "ff05::1:11d8%3"})
     EXPECT_TRUE(all.contains(expected)) << expected;

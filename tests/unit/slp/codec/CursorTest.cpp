@@ -97,7 +97,7 @@ TEST(Writer, CountsFromTheBeginningOfItsMessage) {
 TEST(Writer, KeepsItsFirstError) {
   std::string out;
   Writer writer(out);
-  writer.text(std::string(kMaxText + 1, 'x'));
+  writer.text(std::string(limits::kMaxText + 1, 'x'));
   EXPECT_TRUE(writer.failed());
   writer.u32(1);
   EXPECT_EQ(out, "");
