@@ -12,18 +12,14 @@
 namespace slp::client {
 namespace {
 
-
 /// So many exchanges start at once, and more after a pause, lest the first datagrams drown in buffers and in the
 /// kernel's search for neighbours.
 constexpr std::size_t kStartsPerTurn = 256;
 constexpr auto kTurn = std::chrono::milliseconds(10);
 
-/// What a connection may take to a peer that was silent to datagrams.
-constexpr auto kPatience = std::chrono::milliseconds(500);
-
 /// How long an exchange with a silent peer takes.
 std::chrono::milliseconds courseOf(const std::vector<std::chrono::milliseconds>& waits) {
-  return std::accumulate(waits.begin(), waits.end(), kPatience);
+  return std::accumulate(waits.begin(), waits.end(), Exchange::kWaitForSilent);
 }
 
 }  // namespace
