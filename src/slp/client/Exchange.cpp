@@ -7,9 +7,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// A peer that was silent to every datagram has this long over TCP, and every connection to come about while others
-/// wait: a few round trips of any network in one site.
-constexpr auto kWaitForSilent = 500ms;
 /// One that has more to say than fits a datagram lives, and may need the time for its segments to be sent again.
 constexpr auto kWaitForRest = 5s;
 

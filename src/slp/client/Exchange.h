@@ -23,6 +23,9 @@ class Exchange {
     std::vector<std::chrono::milliseconds> waits;  ///< behind each try by datagram
     std::size_t maxDatagram = 0;                   ///< a longer request goes by TCP at once
   };
+  /// What a connection may take to a peer that was silent to every datagram, and every connection to come about while
+  /// others wait: a few round trips of any network in one site.
+  static constexpr std::chrono::milliseconds kWaitForSilent{500};
   enum class State { kWaiting, kDatagrams, kWantsStream, kStream, kAnswered, kRefused, kSilent };
 
   /// `again`: the peer has been asked before (by multicast), so that the first try here is a repetition, too.
