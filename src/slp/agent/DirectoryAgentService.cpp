@@ -100,7 +100,7 @@ void DirectoryAgentService::multicast(std::string_view message) {
     for (const net::Interface& interface : mView.suitable()) {
       for (const net::Address& group : groupsOf(interface, family)) {
         net::UdpSocket& by = socket(family);
-        if (!by.isOpen()) return;
+        if (!by.isOpen()) break;  // the other family may do
         net::Outgoing out;
         out.bytes = message;
         out.to = {mSettings.broadcastOnly ? broadcastAddress() : group, mSettings.port};
@@ -288,8 +288,10 @@ std::optional<DirectoryAgentService::TimePoint> DirectoryAgentService::next() co
   if (mGeneration != mAgents.generation()) consider({});
   if (mAnyAgents) consider(mNextLook);
   if (mSettings.daActiveDiscoveryInterval.count() > 0) consider(mNextSearch);
-  if (mLookup) consider(std::chrono::steady_clock::now() + kLookupPoll);
-  if (!mSettings.directoryAgents.empty()) consider(mNextConfiguration);
+  if (mLookup)
+    consider(std::chrono::steady_clock::now() + kLookupPoll);  // no other begins before its end
+  else if (!mSettings.directoryAgents.empty())
+    consider(mNextConfiguration);
   return result;
 }
 
