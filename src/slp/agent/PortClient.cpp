@@ -41,7 +41,7 @@ void PortClient::open(TimePoint now) {
 
 void PortClient::close() {
   disconnect();
-  mTold = {};
+  mTold = ToldRegistrations(kRefusedAgain);
 }
 
 void PortClient::disconnect() {

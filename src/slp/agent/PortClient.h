@@ -27,6 +27,9 @@ class PortClient {
   /// Whoever accepts the connection, but does not answer for so long, is no agent.
   static constexpr std::chrono::seconds kPatience{10};
 
+  /// What the agent refuses is registered again after this: it may have the URL itself, and end before us.
+  static constexpr std::chrono::seconds kRefusedAgain{60};
+
   /// How a connection has ended, or that none came about.
   enum class End {
     kSilent,    ///< nobody has answered
@@ -87,7 +90,7 @@ class PortClient {
   bool mAnswered = false;
   bool mAccepted = false;
   std::uint16_t mXid = 0;
-  ToldRegistrations mTold;
+  ToldRegistrations mTold{kRefusedAgain};
   std::map<std::uint16_t, Flight> mFlights;
 };
 

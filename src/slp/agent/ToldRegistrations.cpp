@@ -158,6 +158,8 @@ bool ToldRegistrations::done(const Task& task, wire::ErrorCode error, TimePoint 
     schedule(*found, now);
   else if (taken && refresh)
     schedule(*found, now + *refresh);
+  else if (!taken && mRefusedAgain)
+    schedule(*found, now + *mRefusedAgain);
   if (!item.wanted && !item.told) erase(found);
   return !taken;
 }

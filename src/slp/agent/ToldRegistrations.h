@@ -46,6 +46,11 @@ class ToldRegistrations {
   static constexpr std::chrono::seconds kFirstRetry{1};
   static constexpr std::chrono::seconds kLastRetry{60};
 
+  /// `refusedAgain`: a registration that the peer refuses is told again after this; without it, only once something
+  /// changes.
+  explicit ToldRegistrations(std::optional<std::chrono::seconds> refusedAgain = std::nullopt)
+      : mRefusedAgain(refusedAgain) {}
+
   /// These, and only these, are to be known of the URL; each is told again, because it may have changed, by `due`.
   void set(std::string_view url, const std::vector<Wanted>& wanted, TimePoint due);
   /// The peer has lost what it knew.
@@ -59,7 +64,7 @@ class ToldRegistrations {
   /// The next thing to tell; it counts as under way until `done` or `unanswered`.
   std::optional<Task> take(TimePoint now);
   /// The peer has answered. A registration that it took is due again after `refresh`; one that it refuses is given up
-  /// until something changes; a busy peer is asked again. True when it was refused.
+  /// for the time being; a busy peer is asked again. True when it was refused.
   bool done(const Task& task, wire::ErrorCode error, TimePoint now, std::optional<std::chrono::seconds> refresh);
   /// No answer, or it could not be sent; what was wanted last is due again after a while.
   void unanswered(const Task& task, TimePoint now);
@@ -97,6 +102,7 @@ class ToldRegistrations {
   bool siblingUnderWay(const std::string& url) const;
   Items::iterator finish(const Task& task);
 
+  std::optional<std::chrono::seconds> mRefusedAgain;
   Items mItems;
   std::set<std::pair<TimePoint, const Key*>, Earlier> mQueue;  ///< the keys live in mItems
   std::size_t mUnderWay = 0;

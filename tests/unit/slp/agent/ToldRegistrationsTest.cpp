@@ -54,6 +54,19 @@ TEST_F(ToldRegistrationsTest, LeavesARegistrationWithAnEndAlone) {
   EXPECT_EQ(mTold.next(), std::nullopt);
 }
 
+TEST_F(ToldRegistrationsTest, TellsWhatIsRefusedAgainWhereThatIsWanted) {
+  mTold.set("u", mEnglish, mStart);
+  take(mStart);
+  EXPECT_TRUE(done(ErrorCode::kInvalidRegistration, mStart));
+  EXPECT_EQ(mTold.next(), std::nullopt);
+  mTold = ToldRegistrations(60s);
+  mTold.set("u", mEnglish, mStart);
+  take(mStart);
+  EXPECT_TRUE(done(ErrorCode::kInvalidRegistration, mStart));
+  EXPECT_EQ(mTold.next(), mStart + 60s);
+  EXPECT_EQ(take(mStart + 60s), "+u/en/DEFAULT");
+}
+
 TEST_F(ToldRegistrationsTest, TellsAChangeUnderWayAfterwards) {
   mTold.set("u", mEnglish, mStart);
   take(mStart);
