@@ -14,8 +14,8 @@ namespace {
 
 /// Changes of the network and of the types come in bursts: what follows within this time is taken with the first.
 constexpr std::chrono::milliseconds kBurst{50};
-/// How soon groups are tried again that could not be joined.
-constexpr std::chrono::seconds kJoinAgain{5};
+/// How soon groups are tried again that could not be joined, and interfaces that could not be listed.
+constexpr std::chrono::seconds kTryAgain{5};
 /// After an exception (there was no memory, or no descriptor), so that there is no hot loop of them.
 constexpr std::chrono::milliseconds kPauseAfterFailure{100};
 
@@ -41,7 +41,7 @@ AgentLoop::AgentLoop(Registry& registry, client::DirectoryAgents& directoryAgent
       mSettings(settings),
       mView(settings.interfaces),
       mPort(std::move(port)) {
-  mView.set(net::listInterfaces());
+  refreshView(TimePoint{});
   mLoop.watch(mChanges.fd(), [this] { takeChanges(); });
   if (mMonitor.fd() >= 0) mLoop.watch(mMonitor.fd(), [this] { networkChanged(); });
   mClient = std::make_unique<PortClient>(
@@ -116,6 +116,8 @@ void AgentLoop::serveDirectoryAgents() {
 }
 
 void AgentLoop::serve() {
+  // What was told while a stranger had the port may have been withdrawn since by another holder of it.
+  mDirectoryAgentService.reset();
   serveDirectoryAgents();
   PortServer::Events events;
   events.changed = [this](const std::string& url) {
@@ -172,10 +174,19 @@ void AgentLoop::networkChanged() {
   if (mMonitor.changed() && !mNetworkDue) mNetworkDue = std::chrono::steady_clock::now() + kBurst;
 }
 
+/// The interfaces that are known stay when there is no descriptor to list them: no group is to be left for that.
+bool AgentLoop::refreshView(TimePoint now) {
+  auto interfaces = net::readInterfaces();
+  if (interfaces)
+    mView.set(std::move(*interfaces));
+  else
+    mNetworkDue = now + kTryAgain;
+  return interfaces.has_value();
+}
+
 void AgentLoop::refreshNetwork(TimePoint now) {
   mNetworkDue.reset();
-  mView.set(net::listInterfaces());
-  if (!mServer) return;
+  if (!refreshView(now) || !mServer) return;
   mServer->networkChanged();
   refreshGroups(now);
 }
@@ -186,7 +197,7 @@ void AgentLoop::refreshGroups(TimePoint now) {
   const std::size_t missing = mMemberships.set(wanted);
   mGroupsDue.reset();
   if (missing == 0) return;
-  mGroupsDue = now + kJoinAgain;
+  mGroupsDue = now + kTryAgain;
   config::logLimited(config::LogLevel::kInfo, "groups",
                      std::to_string(missing) + " multicast groups of SLP could not be joined yet");
 }
@@ -209,6 +220,8 @@ void AgentLoop::work(TimePoint now) {
     if (mGroupsDue && *mGroupsDue <= now) refreshGroups(now);
     mServer->work(now);
   }
+  // Whoever takes our registrations tells directory agents of them, and withdraws them at its end.
+  if (!mServer && mClient->accepted()) mDirectoryAgentService.reset();
   if (mDirectoryAgentService) mDirectoryAgentService->work(now);
   mClient->work(now);
 }

@@ -53,6 +53,7 @@ class AgentLoop {
   void tryPort(TimePoint now);
   void portClientEnded(PortClient::End end);
   void networkChanged();
+  bool refreshView(TimePoint now);
   void refreshNetwork(TimePoint now);
   void refreshGroups(TimePoint now);
   void expire(TimePoint now);

@@ -93,9 +93,9 @@ const Address* Interface::linkLocal() const {
   return nullptr;
 }
 
-std::vector<Interface> listInterfaces() {
+std::optional<std::vector<Interface>> readInterfaces() {
   ifaddrs* first = nullptr;
-  if (getifaddrs(&first) != 0) return {};
+  if (getifaddrs(&first) != 0) return std::nullopt;
   const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> entries(first, &freeifaddrs);
   const auto usable = [](const ifaddrs& entry) { return entry.ifa_addr != nullptr && (entry.ifa_flags & IFF_UP) != 0; };
 
@@ -111,6 +111,10 @@ std::vector<Interface> listInterfaces() {
     interfaces.push_back(std::move(interface));
   std::sort(interfaces.begin(), interfaces.end(), [](const auto& l, const auto& r) { return l.index < r.index; });
   return interfaces;
+}
+
+std::vector<Interface> listInterfaces() {
+  return readInterfaces().value_or(std::vector<Interface>());
 }
 
 std::vector<Interface> suitableInterfaces(const std::vector<Interface>& all, const std::vector<std::string>& wanted) {

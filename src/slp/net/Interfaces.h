@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,7 +27,9 @@ struct Interface {
   const Address* linkLocal() const;             ///< of IPv6
 };
 
-/// The interfaces that are up, with their addresses.
+/// The interfaces that are up, with their addresses; nothing when they cannot be listed (there is no descriptor left).
+std::optional<std::vector<Interface>> readInterfaces();
+/// The same, none for nothing.
 std::vector<Interface> listInterfaces();
 
 /// Those on which SLP is spoken: loopback and those that cannot multicast left out, and when `wanted` names addresses

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <net/if.h>
+#include <sys/resource.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -111,6 +112,28 @@ TEST(Interface, KnowsItsLinkLocalAddressOfV6) {
   const Interface v4Only{1, "eth0", false, true, {own("169.254.1.1", 16)}};
   EXPECT_EQ(machine()[1].linkLocal()->zone, 2u);
   EXPECT_EQ(v4Only.linkLocal(), nullptr);
+}
+
+/// As long as it lives no descriptor can be opened.
+class NoDescriptors {
+ public:
+  NoDescriptors() {
+    ::getrlimit(RLIMIT_NOFILE, &mBefore);
+    const rlimit none{0, mBefore.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &none);
+  }
+  ~NoDescriptors() { ::setrlimit(RLIMIT_NOFILE, &mBefore); }
+  NoDescriptors(const NoDescriptors&) = delete;
+  NoDescriptors& operator=(const NoDescriptors&) = delete;
+
+ private:
+  rlimit mBefore{};
+};
+
+TEST(Interfaces, AreNotKnownRatherThanNoneWhenTheyCannotBeListed) {
+  EXPECT_TRUE(readInterfaces().has_value());
+  const NoDescriptors none;
+  EXPECT_FALSE(readInterfaces().has_value());
 }
 
 TEST(Interfaces, AreThoseOfTheMachine) {
