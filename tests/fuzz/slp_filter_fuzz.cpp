@@ -78,7 +78,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string_view attributes = takeLine(rest);
   const AttributeList list(attributes);
   requireOrder(list);
-  if (const auto parsed = Filter::parse(filter)) requireNegations(filter, parsed->matches(list), list);
+  if (const auto parsed = Filter::parse(filter)) {
+    requireNegations(filter, parsed->matches(list), list);
+    require(!parsed->matches(list) || parsed->mayMatch(attributes), "a match that its text rules out");
+  }
   requireSelection(attributes, rest);
   requireMerge(attributes, rest, 65'535);
   requireMerge(attributes, rest, size / 2);

@@ -69,6 +69,8 @@ struct Record {
 
   /// The attributes as filters see them; `scratch` holds them when there is no room to keep them.
   const wire::AttributeList& parsed(std::unique_ptr<const wire::AttributeList>& scratch) const;
+  /// Whether `parsed` needs no work.
+  bool isParsed() const { return mParsed.load(std::memory_order_acquire) != nullptr; }
   void forgetParsed();
 
   bool expires() const { return deadline != std::chrono::steady_clock::time_point::max(); }

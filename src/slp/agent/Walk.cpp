@@ -48,6 +48,7 @@ class Walk {
 
   bool matches(const Record& record) const {
     if (!mSelection.filter) return true;
+    if (!record.isParsed() && !mSelection.filter->mayMatch(record.attributes())) return false;
     std::unique_ptr<const wire::AttributeList> scratch;
     return mSelection.filter->matches(record.parsed(scratch));
   }

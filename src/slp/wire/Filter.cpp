@@ -28,6 +28,7 @@ struct Filter::Node {
   std::vector<Node> parts;       ///< of kAll and kAny
 
   bool matches(const AttributeList& attributes) const;
+  bool mayMatch(std::string_view attributeText) const;
   bool holdsFor(const AttributeValue& actual) const;
   template <typename Ordered>
   bool inOrder(const Ordered& actual, const Ordered& asserted) const {
@@ -63,6 +64,39 @@ bool Filter::Node::matches(const AttributeList& attributes) const {
   if (attribute == nullptr || attribute->values.empty()) return negated;
   return std::any_of(attribute->values.begin(), attribute->values.end(),
                      [this](const AttributeValue& actual) { return holdsFor(actual) != negated; });
+}
+
+namespace {
+
+/// Whether the folded text stands in the other one, in whatever case.
+bool containsFolded(std::string_view text, std::string_view folded) {
+  const char lower = folded.front();
+  const char upper = lower >= 'a' && lower <= 'z' ? static_cast<char>(lower - 'a' + 'A') : lower;
+  const auto isHere = [&](std::size_t at) {
+    const auto piece = text.substr(at, folded.size());
+    return std::equal(piece.begin(), piece.end(), folded.begin(), folded.end(),
+                      [](char left, char right) { return lowered(left) == right; });
+  };
+  for (const char first : {lower, upper})
+    for (auto at = text.find(first); at != std::string_view::npos; at = text.find(first, at + 1))
+      if (isHere(at)) return true;
+  return false;
+}
+
+/// In doubt it has: white space and escapes can be written in several ways.
+bool mayHaveTag(std::string_view attributeText, std::string_view tag) {
+  return tag.empty() || tag.find(' ') != std::string_view::npos || containsFolded(attributeText, tag) ||
+         attributeText.find('\\') != std::string_view::npos;
+}
+
+}  // namespace
+
+/// Calls itself no deeper than the parser allowed.
+bool Filter::Node::mayMatch(std::string_view attributeText) const {
+  const auto partMay = [attributeText](const Node& part) { return part.mayMatch(attributeText); };
+  if (test == Test::kAll) return std::all_of(parts.begin(), parts.end(), partMay);
+  if (test == Test::kAny) return std::any_of(parts.begin(), parts.end(), partMay);
+  return negated || mayHaveTag(attributeText, tag);
 }
 
 class Filter::Parser {
@@ -152,6 +186,10 @@ Filter& Filter::operator=(Filter&&) noexcept = default;
 
 bool Filter::matches(const AttributeList& attributes) const {
   return mRoot->matches(attributes);
+}
+
+bool Filter::mayMatch(std::string_view attributeText) const {
+  return mRoot->mayMatch(attributeText);
 }
 
 }  // namespace slp::wire

@@ -23,6 +23,9 @@ class Filter {
   /// matches what has no y, or y as a keyword. The work is bounded by the filter's terms times the values of the
   /// attributes named.
   bool matches(const AttributeList& attributes) const;
+  /// False when the list of this text cannot match, because it has not the tags: far cheaper than to parse it, for a
+  /// filter that fits few of many registrations.
+  bool mayMatch(std::string_view attributeText) const;
 
  private:
   struct Node;

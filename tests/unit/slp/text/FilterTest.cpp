@@ -16,6 +16,11 @@ bool matches(std::string_view filter, std::string_view attributes) {
   return parsed && parsed->matches(AttributeList(attributes));
 }
 
+bool mayMatch(std::string_view filter, std::string_view attributes) {
+  const auto parsed = Filter::parse(filter);
+  return parsed && parsed->mayMatch(attributes);
+}
+
 struct Row {
   std::string_view filter;
   std::string_view attributes;
@@ -23,8 +28,27 @@ struct Row {
 };
 
 void expectRows(const auto& rows) {
-  for (const Row& row : rows)
+  for (const Row& row : rows) {
     EXPECT_EQ(matches(row.filter, row.attributes), row.matches) << row.filter << " of " << row.attributes;
+    EXPECT_TRUE(mayMatch(row.filter, row.attributes) || !row.matches) << row.filter << " of " << row.attributes;
+  }
+}
+
+TEST(Filter, KnowsFromTheTextAloneWhatHasNotItsTags) {
+  constexpr Row kRows[] = {
+      {"(zz=1)", "(a=1),(z=2)", false},
+      {"(zz=*)", "(a=1),(z=2)", false},
+      {"(!(zz=1))", "(a=1)", true},
+      {"(!(zz=*))", "(a=1)", true},
+      {"(&(a=1)(zz=1))", "(a=1)", false},
+      {"(|(a=1)(zz=1))", "(a=1)", true},
+      {"(zz=1)", "(ZZ=2)", true},
+      {"(zz=1)", "(\\5a\\5a=1)", true},
+      {"(some tag=1)", "(Some  Tag=1)", true},
+      {"(zz=1)", "", false},
+  };
+  for (const Row& row : kRows)
+    EXPECT_EQ(mayMatch(row.filter, row.attributes), row.matches) << row.filter << " of " << row.attributes;
 }
 
 TEST(Filter, MatchesAnyValueOfAnAttribute) {
