@@ -52,15 +52,22 @@ def served(shells, one, two):
     return shell
 
 
-def flood(to, seconds):
-    """Asks without pause; what was sent and what came back."""
+def allowed(seconds):
+    """The datagrams of one source that may be answered in that time: so many each second, and its first burst."""
+    return 4000 * (seconds + 1) + 8000
+
+
+def flood(to):
+    """Asks without pause, for seconds and until it is far more than what is allowed; what was sent and what came back,
+    and the time that it took."""
     request = messages.service_request(TYPE)
     with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sender:
         sender.setblocking(False)
         sender.connect((to, messages.PORT))
         sent = answered = 0
-        end = time.monotonic() + seconds
-        while time.monotonic() < end:
+        start = time.monotonic()
+        passed = 0
+        while passed < 3 or (sent < 2 * allowed(passed) and passed < 60):
             for _ in range(50):
                 try:
                     sent += sender.send(request) > 0
@@ -71,23 +78,68 @@ def flood(to, seconds):
                     answered += 1
             except (BlockingIOError, ConnectionRefusedError):
                 pass
-        return sent, answered
+            passed = time.monotonic() - start
+        return sent, answered, passed
 
 
 def test_a_flood_from_one_source_leaves_the_others_served(shells, segment, one, two, served):
     asking = shells(two)
     assert asking.urls(TYPE) == [url(one)]
-    seconds = 3
-    noise = segment.host("noisy").submit(flood, one.ipv4, seconds)
+    noise = segment.host("noisy").submit(flood, one.ipv4)
     rounds = 0
     while not noise.done():
         assert asking.attributes(url(one)).text == LARGE
         rounds += 1
     assert asking.urls(TYPE) == [url(one)]
-    sent, answered = noise.result()
+    sent, answered, seconds = noise.result()
     assert rounds > 0
-    # What a source is allowed each second, and its first burst.
-    assert answered <= 4000 * (seconds + 1) + 8000, (sent, answered)
+    assert sent >= 2 * allowed(seconds), "no flood"
+    assert 0 < answered <= allowed(seconds), (sent, answered, seconds)
+
+
+COSTLY_TYPE = "service:costly.example:web"
+
+# So many that what filters need of them is not kept: each search reads them anew.
+COSTLY_COUNT, COSTLY = 1500, "(text=" + "x" * 60000 + ")"
+
+
+@pytest.fixture
+def costly(served, one):
+    for number in range(COSTLY_COUNT):
+        served.register(f"{COSTLY_TYPE}://{one.ipv4}:{number}", COSTLY)
+    return served
+
+
+def flood_by_stream(to):
+    """A connection on which far more costly searches wait than can be answered during the test."""
+    stream = socket.create_connection((to, messages.PORT), 10)
+    stream.sendall(messages.service_request(COSTLY_TYPE, filter="(text=nothing)") * 5000)
+    return stream
+
+
+def flood_costly(to):
+    request = messages.service_request(COSTLY_TYPE, filter="(text=nothing)")
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sender:
+        for _ in range(1000):
+            sender.sendto(request, (to, messages.PORT))
+
+
+def test_costly_searches_from_one_source_leave_the_others_served(shells, segment, one, two, costly):
+    asking = shells(segment.host("three"))
+    noisy = segment.host("noisy")
+    with two.call(flood_by_stream, one.ipv4):
+        noisy.call(flood_costly, one.ipv4)
+        for _ in range(20):
+            assert asking.attributes(url(one)).text == LARGE
+        assert asking.urls(TYPE) == [url(one)]
+
+
+def test_the_process_ends_while_costly_searches_wait(one, costly):
+    """Those of this machine are not limited, but they do not keep the process from ending either."""
+    with one.call(flood_by_stream, one.ipv4), one.call(flood_by_stream, one.ipv4):
+        wait_for(lambda: exchange(one, messages.service_request(TYPE), one.ipv4, 10), 60, "it serves others")
+        costly.process.stdin.close()
+        costly.process.wait(10)
 
 
 @pytest.fixture
