@@ -78,7 +78,9 @@ int exitWhileSearching() {
   SLPAssociateIP(sHandle, "127.0.0.1");
   std::thread([] {
     Recorder recorder;
-    const SLPError result = SLPFindSrvs(sHandle, "service:a", "", "", slp::api::recordUrl, &recorder);
+    SLPError result = SLP_HANDLE_IN_USE;  // the loop below has the handle now and then
+    while (result == SLP_HANDLE_IN_USE)
+      result = SLPFindSrvs(sHandle, "service:a", "", "", slp::api::recordUrl, &recorder);
     if (result != SLP_PARAMETER_BAD || !recorder.calls.empty()) _exit(1);
   }).detach();
   while (SLPAssociateIFList(sHandle, "") != SLP_HANDLE_IN_USE)
