@@ -46,7 +46,9 @@ AgentLoop::AgentLoop(Registry& registry, client::DirectoryAgents& directoryAgent
   if (mMonitor.fd() >= 0) mLoop.watch(mMonitor.fd(), [this] { networkChanged(); });
   mClient = std::make_unique<PortClient>(
       mLoop, loopbackAddresses(settings),
-      [this](const std::string& url) { return mRegistry.ofUrl(url, std::chrono::steady_clock::now()); },
+      PortClient::Services{
+          [this](const std::string& url) { return mRegistry.ofUrl(url, std::chrono::steady_clock::now()); },
+          [this](const std::string& url) { return mRegistry.variantsOf(url, std::chrono::steady_clock::now()); }},
       [this](PortClient::End end) { portClientEnded(end); });
   if (mPort.held())
     serve();

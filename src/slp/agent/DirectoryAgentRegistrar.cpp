@@ -46,25 +46,25 @@ void DirectoryAgentRegistrar::follow(const std::vector<client::DirectoryAgent>& 
     if (restarted) agent.told.tellAgain(agent.start);
     if (isNew || otherScopes)
       for (const std::string& url : mServices.urls())
-        tell(agent, url, mServices.of(url), agent.start);
+        tell(agent, url, mServices.variants(url), agent.start);
   }
 }
 
-void DirectoryAgentRegistrar::tell(Agent& agent, const std::string& url, const std::vector<Registration>& registrations,
+void DirectoryAgentRegistrar::tell(Agent& agent, const std::string& url, const std::vector<Variant>& variants,
                                    TimePoint now) {
   std::vector<ToldRegistrations::Wanted> wanted;
-  for (const Registration& registration : registrations) {
-    std::string scopes = wire::intersection(registration.scopes, agent.known.scopes);
-    if (!scopes.empty()) wanted.push_back({registration.language, std::move(scopes)});
+  for (const Variant& variant : variants) {
+    std::string scopes = wire::intersection(variant.scopes, agent.known.scopes);
+    if (!scopes.empty()) wanted.push_back({variant.language, std::move(scopes)});
   }
   agent.told.set(url, wanted, std::max(now, agent.start));
 }
 
 void DirectoryAgentRegistrar::changed(const std::string& url, TimePoint now) {
   if (mAgents.empty()) return;
-  const std::vector<Registration> registrations = mServices.of(url);
+  const std::vector<Variant> variants = mServices.variants(url);
   for (auto& [endpoint, agent] : mAgents)
-    tell(agent, url, registrations, now);
+    tell(agent, url, variants, now);
 }
 
 void DirectoryAgentRegistrar::compare(Compare what, TimePoint now) {
@@ -77,7 +77,7 @@ void DirectoryAgentRegistrar::compare(Compare what, TimePoint now) {
       if (!std::binary_search(sorted.begin(), sorted.end(), url)) agent.told.set(url, {}, now);
     for (const std::string& url : sorted)
       if (what == Compare::kTexts || !std::binary_search(known.begin(), known.end(), url))
-        tell(agent, url, mServices.of(url), now);
+        tell(agent, url, mServices.variants(url), now);
   }
 }
 

@@ -24,7 +24,8 @@ class DirectoryAgentRegistrar {
   using TimePoint = std::chrono::steady_clock::time_point;
   /// What there is to tell.
   struct Services {
-    std::function<std::vector<Registration>(const std::string& url)> of;  ///< in every language, with what is left
+    std::function<std::vector<Registration>(const std::string& url)> of;   ///< in every language, with what is left
+    std::function<std::vector<Variant>(const std::string& url)> variants;  ///< the same, without its texts
     std::function<std::vector<std::string>()> urls;
   };
 
@@ -83,7 +84,7 @@ class DirectoryAgentRegistrar {
     std::map<std::uint16_t, Flight> flights;
   };
 
-  void tell(Agent& agent, const std::string& url, const std::vector<Registration>& registrations, TimePoint now);
+  void tell(Agent& agent, const std::string& url, const std::vector<Variant>& variants, TimePoint now);
   bool overdue(Agent& agent, TimePoint now);
   void fill(Agent& agent, TimePoint now);
   std::optional<Flight> prepare(const Agent& agent, const ToldRegistrations::Task& task, std::uint16_t xid);

@@ -59,10 +59,12 @@ DirectoryAgentService::DirectoryAgentService(EventLoop& loop, client::DirectoryA
       mView(view),
       mSettings(settings),
       mFinder(finderSettings(settings), *this, std::random_device{}()),
-      mRegistrar(registrarSettings(settings), *this,
-                 {[&registry](const std::string& url) { return registry.ofUrl(url, std::chrono::steady_clock::now()); },
-                  [&registry] { return registry.urls(); }},
-                 std::random_device{}()) {
+      mRegistrar(
+          registrarSettings(settings), *this,
+          {[&registry](const std::string& url) { return registry.ofUrl(url, std::chrono::steady_clock::now()); },
+           [&registry](const std::string& url) { return registry.variantsOf(url, std::chrono::steady_clock::now()); },
+           [&registry] { return registry.urls(); }},
+          std::random_device{}()) {
   std::random_device random;
   std::uniform_int_distribution<std::int64_t> wait(0, std::max<std::int64_t>(0, settings.randomWaitBound.count()));
   mNextSearch = std::chrono::steady_clock::now() + std::chrono::milliseconds(wait(random));

@@ -9,9 +9,9 @@
 
 namespace slp::agent {
 
-PortClient::PortClient(EventLoop& loop, std::vector<net::Endpoint> addresses, Lookup lookup,
+PortClient::PortClient(EventLoop& loop, std::vector<net::Endpoint> addresses, Services services,
                        std::function<void(End)> ended)
-    : mLoop(loop), mAddresses(std::move(addresses)), mLookup(std::move(lookup)), mEnded(std::move(ended)) {}
+    : mLoop(loop), mAddresses(std::move(addresses)), mServices(std::move(services)), mEnded(std::move(ended)) {}
 
 PortClient::~PortClient() {
   close();
@@ -69,10 +69,7 @@ void PortClient::fail(TimePoint now) {
 }
 
 void PortClient::tell(const std::string& url, TimePoint now) {
-  std::vector<ToldRegistrations::Wanted> wanted;
-  for (const Registration& registration : mLookup(url))
-    wanted.push_back({registration.language, registration.scopes});
-  mTold.set(url, wanted, now);
+  mTold.set(url, mServices.variants(url), now);
 }
 
 void PortClient::changed(const std::string& url, TimePoint now) {
@@ -131,7 +128,7 @@ void PortClient::take(std::span<const std::byte> bytes, TimePoint now) {
 
 std::string PortClient::messageFor(const ToldRegistrations::Task& task, std::uint16_t xid, Flight& flight) {
   if (task.deregister) return deregistrationMessage(task.key.url, task.key.language, task.scopes, xid, true);
-  for (const Registration& registration : mLookup(task.key.url)) {
+  for (const Registration& registration : mServices.of(task.key.url)) {
     if (registration.language != task.key.language) continue;
     const WireLifetime lifetime = wireLifetime(registration.lifetime, {}, kWireLifetime);
     flight.refresh = lifetime.refresh;

@@ -20,7 +20,11 @@ namespace slp::agent {
 class PortClient {
  public:
   using TimePoint = std::chrono::steady_clock::time_point;
-  using Lookup = std::function<std::vector<Registration>(const std::string& url)>;
+  /// What is registered under a URL: all of it, to be sent, or only what there is.
+  struct Services {
+    std::function<std::vector<Registration>(const std::string& url)> of;
+    std::function<std::vector<Variant>(const std::string& url)> variants;
+  };
 
   /// Requests that the agent has to answer at the same time.
   static constexpr std::size_t kMaxUnderWay = 64;
@@ -38,7 +42,7 @@ class PortClient {
   };
 
   /// `addresses` are tried in their order. `ended` must not call `connect` itself.
-  PortClient(EventLoop& loop, std::vector<net::Endpoint> addresses, Lookup lookup, std::function<void(End)> ended);
+  PortClient(EventLoop& loop, std::vector<net::Endpoint> addresses, Services services, std::function<void(End)> ended);
   ~PortClient();
   PortClient(const PortClient&) = delete;
   PortClient& operator=(const PortClient&) = delete;
@@ -80,7 +84,7 @@ class PortClient {
 
   EventLoop& mLoop;
   std::vector<net::Endpoint> mAddresses;
-  Lookup mLookup;
+  Services mServices;
   std::function<void(End)> mEnded;
   std::size_t mNextAddress = 0;
   std::optional<net::MessageStream> mStream;

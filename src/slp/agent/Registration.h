@@ -16,6 +16,13 @@ struct Registration {
   bool operator==(const Registration&) const = default;
 };
 
+/// What tells the registrations of one URL apart, and says whom they concern: cheap to list.
+struct Variant {
+  std::string language;
+  std::string scopes;
+  bool operator==(const Variant&) const = default;
+};
+
 /// RFC 2614, section 4.1.1: SLP_LIFETIME_MAXIMUM.
 inline constexpr std::uint16_t kLifetimeForever = 65'535;
 

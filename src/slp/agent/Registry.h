@@ -91,6 +91,7 @@ class Registry {
   std::vector<Registration> ofOwner(Owner owner) const;
   /// Whatever is registered under the URL, in every language, with the lifetimes that are left.
   std::vector<Registration> ofUrl(std::string_view url, TimePoint now) const;
+  std::vector<Variant> variantsOf(std::string_view url, TimePoint now) const;
   /// Every URL once, and every type in each of its spellings, whatever their scopes.
   std::vector<std::string> urls() const;
   std::vector<std::string> allTypes() const;

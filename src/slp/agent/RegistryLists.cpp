@@ -19,6 +19,17 @@ std::vector<Registration> Registry::ofUrl(std::string_view url, TimePoint now) c
   return result;
 }
 
+std::vector<Variant> Registry::variantsOf(std::string_view url, TimePoint now) const {
+  const std::shared_lock lock(mMutex);
+  std::vector<Variant> result;
+  for (const Record* record = mState->head(url); record != nullptr; record = record->nextOfUrl) {
+    if (record->deadline <= now) continue;
+    const Entry entry = entryOf(*record, now);
+    result.push_back({std::string(entry.language), std::string(entry.scopes)});
+  }
+  return result;
+}
+
 std::vector<std::string> Registry::urls() const {
   const std::shared_lock lock(mMutex);
   std::vector<std::string> result;

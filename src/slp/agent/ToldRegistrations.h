@@ -30,11 +30,7 @@ class ToldRegistrations {
     auto operator<=>(const Key&) const = default;
   };
 
-  struct Wanted {
-    std::string language;
-    std::string scopes;  ///< those that the peer shares with the registration
-    bool operator==(const Wanted&) const = default;
-  };
+  using Wanted = Variant;  ///< with the scopes that the peer shares with the registration
 
   struct Task {
     bool deregister = false;

@@ -36,20 +36,25 @@ class DirectoryAgentRegistrarTest : public testing::Test {
   FakePeers mPeers;
   DirectoryAgentRegistrar::TimePoint mNow{1'000s};
   std::vector<net::Endpoint> mSilent;
-  DirectoryAgentRegistrar mRegistrar{{kTimeouts, 1'000ms, 1'352},
-                                     mPeers,
-                                     {[this](const std::string& url) {
-                                        const auto found = mServices.find(url);
-                                        return found == mServices.end() ? std::vector<Registration>{}
-                                                                        : std::vector{found->second};
-                                      },
-                                      [this] {
-                                        std::vector<std::string> urls;
-                                        for (const auto& [url, registration] : mServices)
-                                          urls.push_back(url);
-                                        return urls;
-                                      }},
-                                     4'711};
+  DirectoryAgentRegistrar mRegistrar{
+      {kTimeouts, 1'000ms, 1'352},
+      mPeers,
+      {[this](const std::string& url) {
+         const auto found = mServices.find(url);
+         return found == mServices.end() ? std::vector<Registration>{} : std::vector{found->second};
+       },
+       [this](const std::string& url) {
+         const auto found = mServices.find(url);
+         return found == mServices.end() ? std::vector<Variant>{}
+                                         : std::vector<Variant>{{found->second.language, found->second.scopes}};
+       },
+       [this] {
+         std::vector<std::string> urls;
+         for (const auto& [url, registration] : mServices)
+           urls.push_back(url);
+         return urls;
+       }},
+      4'711};
 };
 
 TEST_F(DirectoryAgentRegistrarTest, TellsANewAgentEverythingWithinTheRandomWait) {

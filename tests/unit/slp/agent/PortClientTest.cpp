@@ -62,12 +62,17 @@ class PortClientTest : public testing::Test {
   std::optional<net::MessageStream> mPeer;
   EventLoop mLoop;
   std::vector<PortClient::End> mEnds;
-  PortClient mClient{mLoop,
-                     {{net::Address::loopback(net::Family::kV4), mPort}},
-                     [](const std::string& url) {
-                       return std::vector<Registration>{{url, "service:test", "DEFAULT", "", "en", kLifetimeForever}};
-                     },
-                     [this](PortClient::End end) { mEnds.push_back(end); }};
+  PortClient mClient{
+      mLoop,
+      {{net::Address::loopback(net::Family::kV4), mPort}},
+      PortClient::Services{
+          [](const std::string& url) {
+            return std::vector<Registration>{{url, "service:test", "DEFAULT", "", "en", kLifetimeForever}};
+          },
+          [](const std::string&) {
+            return std::vector<Variant>{{"en", "DEFAULT"}};
+          }},
+      [this](PortClient::End end) { mEnds.push_back(end); }};
 };
 
 using Ends = std::vector<PortClient::End>;

@@ -78,6 +78,17 @@ bool admitAll(const Registry::Entry& /*entry*/) {
   return true;
 }
 
+TEST(Registry, ListsTheVariantsOfAUrlThatHaveNotEnded) {
+  Registry registry;
+  registry.add(service("u"), kThisProcess, kStart);
+  registry.add(withLifetime(withLanguage(service("u"), "de", "(a=2)"), 10), kThisProcess, kStart);
+  registry.add(service("other"), kThisProcess, kStart);
+  EXPECT_THAT(registry.variantsOf("u", kStart),
+              testing::UnorderedElementsAre(Variant{"en", "DEFAULT"}, Variant{"de", "DEFAULT"}));
+  EXPECT_THAT(registry.variantsOf("u", kStart + 11s), ElementsAre(Variant{"en", "DEFAULT"}));
+  EXPECT_THAT(registry.variantsOf("v", kStart), IsEmpty());
+}
+
 // Finding
 
 TEST(Registry, FindsAServiceByItsTypeHoweverItIsWritten) {
