@@ -80,6 +80,33 @@ TEST_F(PortServerTest, TellsNobodyOfRegistrationsThatWereRefused) {
   EXPECT_EQ(mChanged, Urls{});
 }
 
+TEST_F(PortServerTest, AnswersCostlyRequestsInSeveralTurnsAndAllOfThem) {
+  // More than is kept parsed, so that each request parses a part of it anew.
+  for (int i = 0; i < 900; ++i)
+    mRegistry.add({"service:test://" + std::to_string(i), "service:test", "DEFAULT",
+                   "(text=" + std::string(60'000, 'x') + ")", "en", kLifetimeForever},
+                  kThisProcess, std::chrono::steady_clock::now());
+  UdpPeer peer(mSettings.port);
+  wire::Message message;
+  wire::ServiceRequest body;
+  body.serviceType = "service:test";
+  body.scopes = "DEFAULT";
+  body.predicate = "(text=y)";
+  message.body = body;
+  constexpr std::uint16_t kRequests = 16;
+  for (message.header.xid = 1; message.header.xid <= kRequests; ++message.header.xid)
+    peer.send(encoded(message));
+  bool rested = false;
+  std::uint16_t answered = 0;
+  EXPECT_TRUE(serveUntil([&] {
+    rested = rested || mServer.next() == PortServer::TimePoint{};
+    while (const auto reply = peer.receive(0ms))
+      EXPECT_EQ(reply->message().header.xid, ++answered);
+    return answered == kRequests;
+  }));
+  EXPECT_TRUE(rested);
+}
+
 TEST_F(PortServerTest, TellsOfWhatEndsWithItsConnection) {
   {
     auto peer = net::MessageStream::connect({net::Address::loopback(net::Family::kV4), mSettings.port}, 10'000);
