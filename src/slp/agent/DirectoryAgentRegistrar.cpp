@@ -67,17 +67,15 @@ void DirectoryAgentRegistrar::changed(const std::string& url, TimePoint now) {
     tell(agent, url, variants, now);
 }
 
-void DirectoryAgentRegistrar::compare(Compare what, TimePoint now) {
+void DirectoryAgentRegistrar::everythingChanged(TimePoint now) {
   if (mAgents.empty()) return;
   std::vector<std::string> sorted = mServices.urls();
   std::sort(sorted.begin(), sorted.end());
   for (auto& [endpoint, agent] : mAgents) {
-    const std::vector<std::string> known = agent.told.urls();
-    for (const std::string& url : known)
+    for (const std::string& url : agent.told.urls())
       if (!std::binary_search(sorted.begin(), sorted.end(), url)) agent.told.set(url, {}, now);
     for (const std::string& url : sorted)
-      if (what == Compare::kTexts || !std::binary_search(known.begin(), known.end(), url))
-        tell(agent, url, mServices.variants(url), now);
+      tell(agent, url, mServices.variants(url), now);
   }
 }
 

@@ -48,10 +48,8 @@ class DirectoryAgentRegistrar {
   void follow(const std::vector<client::DirectoryAgent>& agents, TimePoint now);
   /// What is registered under the URL has changed.
   void changed(const std::string& url, TimePoint now);
-  /// Compares with everything that is registered; for what changes without a word. What else than URLs may have
-  /// changed is told again.
-  enum class Compare { kUrls, kTexts };
-  void compare(Compare what, TimePoint now);
+  /// The same for everything that is registered or has been told.
+  void everythingChanged(TimePoint now);
   void withdrawAll(TimePoint now);
 
   /// An acknowledgement that has come from `from`. False when it answers nothing of ours.

@@ -203,15 +203,11 @@ void DirectoryAgentService::learn(const wire::DirectoryAgentAdvert& advert, cons
 }
 
 void DirectoryAgentService::changed(const std::string& url, TimePoint now) {
-  if (mWithdrawn) return;
-  if (url.empty())
-    mAnythingChanged = true;
-  else
-    mRegistrar.changed(url, now);
+  if (!mWithdrawn) mRegistrar.changed(url, now);
 }
 
 void DirectoryAgentService::everythingChanged(TimePoint now) {
-  if (!mWithdrawn) mRegistrar.compare(DirectoryAgentRegistrar::Compare::kTexts, now);
+  if (!mWithdrawn) mRegistrar.everythingChanged(now);
 }
 
 void DirectoryAgentService::withdrawAll(TimePoint now) {
@@ -268,7 +264,6 @@ void DirectoryAgentService::work(TimePoint now) {
     configure(now);
     search(now);
     follow(now);
-    if (std::exchange(mAnythingChanged, false)) mRegistrar.compare(DirectoryAgentRegistrar::Compare::kUrls, now);
     for (const net::Endpoint& silent : mFinder.work(now))
       mAgents.silent(silent, now);
   }
@@ -282,7 +277,7 @@ void DirectoryAgentService::work(TimePoint now) {
 std::optional<DirectoryAgentService::TimePoint> DirectoryAgentService::next() const {
   std::optional<TimePoint> result = mRegistrar.next();
   const auto consider = [&](TimePoint time) { result = result ? std::min(*result, time) : time; };
-  if (!mEndedStreams.empty() || mAnythingChanged) consider({});
+  if (!mEndedStreams.empty()) consider({});
   for (const auto& [peer, stream] : mStreams)
     consider(stream.used + kStreamIdle + DirectoryAgentRegistrar::kStreamTimeout);
   if (mWithdrawn) return result;

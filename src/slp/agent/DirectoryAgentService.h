@@ -34,7 +34,7 @@ class DirectoryAgentService final : public PeerSender {
   /// An advert that nobody asked for. Its source may be forged, and what an agent is told aimed at somebody else: it is
   /// only a reason to ask.
   void heard(const wire::DirectoryAgentAdvert& advert, const net::Endpoint& from);
-  /// What is registered under the URL may have changed; of an empty one: URLs have come or gone.
+  /// What is registered under the URL may have changed.
   void changed(const std::string& url, TimePoint now);
   void everythingChanged(TimePoint now);
   void withdrawAll(TimePoint now);
@@ -81,7 +81,6 @@ class DirectoryAgentService final : public PeerSender {
   TimePoint mNextSearch{};  ///< for agents, or for the question whether somebody else has searched
   TimePoint mNextConfiguration{};
   bool mAnyAgents = false;
-  bool mAnythingChanged = false;
   bool mWithdrawn = false;
 };
 

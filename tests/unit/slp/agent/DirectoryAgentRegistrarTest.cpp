@@ -185,7 +185,7 @@ TEST_F(DirectoryAgentRegistrarTest, SendsOverTcpWhatIsTooLongForADatagram) {
   EXPECT_EQ(after(500ms).size(), 1U) << "tried again after a second";
 }
 
-TEST_F(DirectoryAgentRegistrarTest, ComparesWithWhatIsThere) {
+TEST_F(DirectoryAgentRegistrarTest, TellsEverythingAgainThatMayHaveChanged) {
   add("service:test://a");
   add("service:test://b");
   mRegistrar.follow({agent("10.0.0.9")}, mNow);
@@ -193,11 +193,12 @@ TEST_F(DirectoryAgentRegistrarTest, ComparesWithWhatIsThere) {
     acknowledge(request);
   mServices.erase("service:test://a");
   add("service:test://c");
-  mRegistrar.compare(DirectoryAgentRegistrar::Compare::kUrls, mNow);
+  mRegistrar.everythingChanged(mNow);
   const auto sent = after(1ms);
-  ASSERT_EQ(sent.size(), 2U);
+  ASSERT_EQ(sent.size(), 3U);
   EXPECT_EQ(std::get<wire::ServiceDeregistration>(sent[0].message().body).entry.url, "service:test://a");
-  EXPECT_EQ(std::get<wire::ServiceRegistration>(sent[1].message().body).entry.url, "service:test://c");
+  EXPECT_EQ(std::get<wire::ServiceRegistration>(sent[1].message().body).entry.url, "service:test://b");
+  EXPECT_EQ(std::get<wire::ServiceRegistration>(sent[2].message().body).entry.url, "service:test://c");
 }
 
 TEST_F(DirectoryAgentRegistrarTest, WithdrawsEverythingAtTheEnd) {
