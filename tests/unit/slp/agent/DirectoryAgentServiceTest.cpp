@@ -69,10 +69,7 @@ TEST_F(DirectoryAgentServiceTest, BelievesNoFarewellThatTheAgentHasNotSaid) {
   announce();
   ASSERT_TRUE(has({"service:test://a"}));
   const std::size_t questions = mDirectoryAgent.questions();
-  mDirectoryAgent.setBootTime(0);
-  const std::string farewell = mDirectoryAgent.advert();
-  mDirectoryAgent.setBootTime(1'000);
-  UdpPeer(mPort).send(farewell);
+  UdpPeer(mPort).send(mDirectoryAgent.farewell());
   ASSERT_TRUE(waitFor([&] { return mDirectoryAgent.questions() > questions; }));
   ASSERT_EQ(add("service:test://b"), SLP_OK);
   EXPECT_TRUE(has({"service:test://a", "service:test://b"}));

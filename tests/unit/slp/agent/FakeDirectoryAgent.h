@@ -70,19 +70,23 @@ class FakeDirectoryAgent {
   void loseHalf() { mLoseHalf = true; }
 
   /// An advert that nobody has asked for.
-  std::string advert(std::uint16_t xid = 0) const {
+  std::string advert(std::uint16_t xid = 0) const { return advertOf(mBootTime, xid); }
+  /// What it would say when it ends, and somebody else may say in its name.
+  std::string farewell() const { return advertOf(0, 0); }
+
+ private:
+  std::string advertOf(std::uint32_t bootTime, std::uint16_t xid) const {
     const std::string url = "service:directory-agent://127.0.0.1:" + std::to_string(mPort);
     wire::Message message;
     message.header.xid = xid;
     wire::DirectoryAgentAdvert body;
-    body.bootTime = mBootTime;
+    body.bootTime = bootTime;
     body.url = url;
     body.scopes = mOtherScopes ? "OTHER" : "DEFAULT";
     message.body = body;
     return encoded(message);
   }
 
- private:
   void readDatagrams();
   void accept();
   void readStream(int fd);
