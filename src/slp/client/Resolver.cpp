@@ -22,10 +22,12 @@ std::atomic<int> abandonedCount{0};
 
 /// Shared by the search and the thread; whoever is last frees it.
 struct Lookup {
+  enum class State { kUnderWay, kDone, kAbandoned };
+
   std::string host;
+  std::vector<net::Address> addresses;  ///< the thread's until it is done, then the search's
+  std::atomic<State> state{State::kUnderWay};
   net::Wakeup done;
-  std::vector<net::Address> addresses;  ///< complete once `done` is signalled
-  std::atomic<bool> abandoned{false};
 };
 
 std::vector<net::Address> askSystem(const std::string& host) {
@@ -49,16 +51,15 @@ void lookUp(const std::shared_ptr<Lookup>& lookup) noexcept {
   } catch (const std::bad_alloc&) {
     lookup->addresses.clear();
   }
+  if (lookup->state.exchange(Lookup::State::kDone) == Lookup::State::kAbandoned) --abandonedCount;
   lookup->done.signal();
-  if (lookup->abandoned.exchange(true)) --abandonedCount;
 }
 
-/// True when the look-up is done, false when it was cancelled.
-bool awaitDone(const Lookup& lookup, int cancelFd) {
+/// Until the look-up is done or cancelled.
+void await(const Lookup& lookup, int cancelFd) {
   pollfd entries[] = {{cancelFd, POLLIN, 0}, {lookup.done.fd(), POLLIN, 0}};
   while (::poll(entries, 2, -1) < 0 && errno == EINTR) {
   }
-  return entries[0].revents == 0;
 }
 
 std::vector<net::Address> lookUpBeside(const std::string& host, int cancelFd) {
@@ -67,10 +68,11 @@ std::vector<net::Address> lookUpBeside(const std::string& host, int cancelFd) {
   auto lookup = std::make_shared<Lookup>();
   lookup->host = host;
   std::thread([lookup] { lookUp(lookup); }).detach();
-  if (awaitDone(*lookup, cancelFd)) return std::move(lookup->addresses);
+  await(*lookup, cancelFd);
   ++abandonedCount;
-  if (lookup->abandoned.exchange(true)) --abandonedCount;  // it has ended in this moment
-  return {};
+  if (lookup->state.exchange(Lookup::State::kAbandoned) != Lookup::State::kDone) return {};
+  --abandonedCount;
+  return std::move(lookup->addresses);
 }
 
 }  // namespace

@@ -1,5 +1,3 @@
-#include <pthread.h>
-
 #include <gtest/gtest.h>
 
 #include "slp/client/Resolver.h"
@@ -38,23 +36,6 @@ TEST(Resolver, EndsWhenCancelled) {
   // went, which the sanitizers see.
   for (int i = 0; i < 50; ++i)
     EXPECT_LE(client::resolveHost("localhost", cancel.fd()).size(), 2U);
-}
-
-/// Cancels itself, which takes effect where it waits for the resolver.
-void* lookUpCancelled(void* cancelFd) {
-  ::pthread_cancel(::pthread_self());
-  client::resolveHost("localhost", *static_cast<int*>(cancelFd));
-  return nullptr;
-}
-
-TEST(Resolver, LetsTheThreadThatWaitsBeCancelled) {
-  net::Wakeup cancel;
-  int fd = cancel.fd();
-  pthread_t thread{};
-  ASSERT_EQ(::pthread_create(&thread, nullptr, &lookUpCancelled, &fd), 0);
-  void* result = nullptr;
-  ASSERT_EQ(::pthread_join(thread, &result), 0);
-  EXPECT_EQ(result, PTHREAD_CANCELED);
 }
 
 }  // namespace
