@@ -100,7 +100,7 @@ def test_a_flood_from_one_source_leaves_the_others_served(shells, segment, one, 
 COSTLY_TYPE = "service:costly.example:web"
 
 # So many that what filters need of them is not kept: each search reads them anew.
-COSTLY_COUNT, COSTLY = 800, "(text=" + "x" * 60000 + ")"
+COSTLY_COUNT, COSTLY = 600, "(text=" + "x" * 60000 + ")"
 
 
 @pytest.fixture

@@ -81,7 +81,7 @@ TEST_F(DirectoryAgentServiceTest, KeepsNoneThatServesNoScopeOfOurs) {
   ASSERT_EQ(add("service:test://a"), SLP_OK);
   ASSERT_TRUE(waitFor([&] {
     announce();
-    return mDirectoryAgent.questions() == 3;
+    return mDirectoryAgent.questions() >= 3;
   })) << "it becomes known";
   EXPECT_TRUE(mDirectoryAgents.all().empty());
 }
