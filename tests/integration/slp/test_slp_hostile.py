@@ -129,6 +129,8 @@ def test_costly_searches_from_one_source_leave_the_others_served(shells, segment
     noisy = segment.host("noisy")
     with two.call(flood_by_stream, one.ipv4):
         noisy.call(flood_costly, one.ipv4)
+        # What the first of them cost has to be seen before they can be held back.
+        wait_for(lambda: asking.attributes(url(one)).found, 20, "the other is served")
         for _ in range(20):
             assert asking.attributes(url(one)).text == LARGE
         assert asking.urls(TYPE) == [url(one)]
