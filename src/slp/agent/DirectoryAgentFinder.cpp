@@ -5,6 +5,7 @@
 #include "slp/wire/Codec.h"
 #include "slp/wire/Limits.h"
 #include "slp/wire/Message.h"
+#include "slp/wire/ServiceType.h"
 
 namespace slp::agent {
 namespace {
@@ -32,7 +33,7 @@ std::string DirectoryAgentFinder::request(std::uint16_t xid, bool multicast) con
   header.language = mSettings.language;
   wire::ServiceRequest body;
   body.previousResponders = responders;
-  body.serviceType = "service:directory-agent";
+  body.serviceType = wire::kDirectoryAgentType;
   body.scopes = mSettings.scopes;
   std::string bytes;
   if (!wire::encode(header, body, bytes) || bytes.size() > mSettings.maxDatagramMessage) bytes.clear();

@@ -51,7 +51,7 @@ std::vector<std::string> hashedTexts(const std::vector<std::string>& types) {
     if (!known) texts.emplace_back(text);
     known = true;
   };
-  add("service:service-agent");
+  add(wire::kServiceAgentType);
   for (const std::string& type : types) {
     const wire::IndexKeys keys = wire::indexKeys(type);
     add(type);

@@ -18,8 +18,6 @@ using wire::ErrorCode;
 
 namespace {
 
-constexpr std::string_view kDirectoryAgent = "service:directory-agent";
-constexpr std::string_view kServiceAgent = "service:service-agent";
 /// The kind of reply that a request of the function gets; nothing when it gets none.
 std::optional<wire::Body> failure(wire::Function function, ErrorCode error) {
   switch (function) {
@@ -59,7 +57,7 @@ bool hasAnswered(std::string_view previousResponders, const Source& source,
 
 std::string agentUrl(const net::Address& address) {
   const bool v6 = address.family == net::Family::kV6;
-  return std::string(kServiceAgent) + "://" + (v6 ? "[" : "") + address.text() + (v6 ? "]" : "");
+  return std::string(wire::kServiceAgentType) + "://" + (v6 ? "[" : "") + address.text() + (v6 ? "]" : "");
 }
 
 }  // namespace
@@ -115,8 +113,9 @@ ErrorCode Responder::refusal(std::string_view scopes, std::string_view spi) cons
 
 bool Responder::answer(const wire::ServiceRequest& body, const Request& request) {
   if (hasAnswered(body.previousResponders, request.source, mInterfaces)) return false;
-  if (wire::equalFolded(body.serviceType, kServiceAgent)) return describeSelf(body, request);
-  if (wire::equalFolded(body.serviceType, kDirectoryAgent)) return request.sendUnlessMulticast(wire::ServiceReply{});
+  if (wire::equalFolded(body.serviceType, wire::kServiceAgentType)) return describeSelf(body, request);
+  if (wire::equalFolded(body.serviceType, wire::kDirectoryAgentType))
+    return request.sendUnlessMulticast(wire::ServiceReply{});
   auto error = refusal(body.scopes, body.spi);
   if (wire::trimmed(body.serviceType).empty()) error = ErrorCode::kParseError;
   if (error != ErrorCode::kOk) return request.sendUnlessMulticast(wire::ServiceReply{error, {}});

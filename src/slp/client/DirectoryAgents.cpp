@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "slp/wire/Limits.h"
+#include "slp/wire/ServiceType.h"
 #include "slp/wire/ServiceUrl.h"
 #include "slp/wire/StringList.h"
 #include "slp/wire/Text.h"
@@ -25,7 +26,7 @@ bool isPassedOver(TimePoint until, TimePoint now) {
 
 std::optional<net::Endpoint> advertisedEndpoint(std::string_view url, const net::Endpoint& from, std::uint16_t port) {
   const auto parsed = wire::parseServiceUrl(url);
-  if (!parsed || !wire::equalFolded(parsed->type, "service:directory-agent")) return std::nullopt;
+  if (!parsed || !wire::equalFolded(parsed->type, wire::kDirectoryAgentType)) return std::nullopt;
   net::Endpoint endpoint{from.address, parsed->port != 0 ? static_cast<std::uint16_t>(parsed->port) : port};
   auto named = net::Address::parseForeign(parsed->host);
   if (!named) return endpoint;  // a name: where it came from will do

@@ -73,11 +73,11 @@ std::string subjectOf(const TypeQuery& query) {
 }  // namespace
 
 bool isDirectoryAgentType(std::string_view type) {
-  return wire::equalFolded(type, kDirectoryAgentType);
+  return wire::equalFolded(type, wire::kDirectoryAgentType);
 }
 
 bool isServiceAgentType(std::string_view type) {
-  return wire::equalFolded(type, kServiceAgentType);
+  return wire::equalFolded(type, wire::kServiceAgentType);
 }
 
 Request::Request(ServiceQuery query) : mQuery(std::move(query)), mXid(newXid()) {}

@@ -50,10 +50,6 @@ class Request {
   std::uint16_t mXid;
 };
 
-/// The types by which agents themselves are found (RFC 2608, sections 8.5, 8.6 and 11).
-inline constexpr std::string_view kDirectoryAgentType = "service:directory-agent";
-inline constexpr std::string_view kServiceAgentType = "service:service-agent";
-
 bool isDirectoryAgentType(std::string_view type);
 bool isServiceAgentType(std::string_view type);
 

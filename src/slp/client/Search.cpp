@@ -7,6 +7,7 @@
 #include "slp/client/Errors.h"
 #include "slp/wire/Codec.h"
 #include "slp/wire/Limits.h"
+#include "slp/wire/ServiceType.h"
 #include "slp/wire/StringList.h"
 
 namespace slp::client {
@@ -203,7 +204,7 @@ void Search::beginDiscovery() {
   if (!mPlan.directoryAgents || isDirectoryAgentType(mRequest.serviceType())) return;
   if (!mDirectoryAgents.claimDiscovery(mTransport.now(), mSettings.daActiveDiscoveryInterval)) return;
   mDiscoveryRequest.emplace(
-      ServiceQuery{std::string(kDirectoryAgentType), mRequest.scopes(), std::string(), mRequest.language()});
+      ServiceQuery{std::string(wire::kDirectoryAgentType), mRequest.scopes(), std::string(), mRequest.language()});
   const auto bytes = mDiscoveryRequest->multicast({});
   const std::size_t size = bytes ? bytes->size() : 0;
   const std::size_t limit = mSettings.maxDatagramMessage();
@@ -269,7 +270,7 @@ void Search::advanceRounds(TimePoint now) {
 void Search::advanceDiscovery(TimePoint now) {
   if (mDiscovery->step(now) != Convergence::Step::kSend) return;
   const auto bytes = mDiscoveryRequest->multicast(mDiscovery->previousResponders());
-  if (bytes) mTransport.multicast(*bytes, mDiscoveryRequest->group(), kDirectoryAgentType);
+  if (bytes) mTransport.multicast(*bytes, mDiscoveryRequest->group(), wire::kDirectoryAgentType);
 }
 
 TimePoint Search::nextDue() const {

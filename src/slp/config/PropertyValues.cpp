@@ -3,6 +3,7 @@
 #include <charconv>
 #include <limits>
 
+#include "slp/wire/Escape.h"
 #include "slp/wire/Text.h"
 
 namespace slp::config {
@@ -20,21 +21,8 @@ constexpr std::size_t kMaxLanguageParts = 4;
 /// RFC 2608, section 6.4: what must be escaped in a scope's name; the comma separates names.
 constexpr std::string_view kReserved = "()!<=>~";
 
-int hexDigit(char digit) {
-  if (digit >= '0' && digit <= '9') return digit - '0';
-  if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
-  if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
-  return -1;
-}
-
 bool isLetter(char character) {
   return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
-}
-
-bool equalsFolded(std::string_view text, std::string_view lower) {
-  return std::equal(text.begin(), text.end(), lower.begin(), lower.end(), [](char left, char right) {
-    return (isLetter(left) ? static_cast<char>(left | 0x20) : left) == right;
-  });
 }
 
 bool isScope(std::string_view name) {
@@ -58,10 +46,9 @@ std::optional<std::string> unescaped(std::string_view text) {
       plain += text[i];
       continue;
     }
-    const int high = i + 2 < text.size() ? hexDigit(text[i + 1]) : -1;
-    const int low = i + 2 < text.size() ? hexDigit(text[i + 2]) : -1;
-    if (high < 0 || low < 0) return std::nullopt;
-    plain += static_cast<char>(static_cast<unsigned char>(high * 16 + low));
+    const auto byte = wire::escapedByte(text.substr(i));
+    if (!byte) return std::nullopt;
+    plain += *byte;
     i += 2;
   }
   return plain;
@@ -90,8 +77,8 @@ std::string readNumber(std::string_view text, std::int64_t least, std::int64_t m
 }
 
 std::string readFlag(std::string_view text, bool& into) {
-  const bool on = equalsFolded(text, "true");
-  if (!on && !equalsFolded(text, "false")) return "neither true nor false";
+  const bool on = wire::equalFolded(text, "true");
+  if (!on && !wire::equalFolded(text, "false")) return "neither true nor false";
   into = on;
   return {};
 }

@@ -9,6 +9,9 @@ namespace slp::wire {
 
 /// The scheme of service URLs, with which their types begin.
 inline constexpr std::string_view kServiceScheme = "service:";
+/// The types by which agents themselves are found (RFC 2608, sections 8.5, 8.6 and 11).
+inline constexpr std::string_view kDirectoryAgentType = "service:directory-agent";
+inline constexpr std::string_view kServiceAgentType = "service:service-agent";
 /// In any case of letters.
 bool hasServiceScheme(std::string_view text);
 
