@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <random>
 
+#include "slp/client/MulticastPlan.h"
 #include "slp/wire/Codec.h"
 #include "slp/wire/Limits.h"
-#include "slp/wire/MulticastGroups.h"
 #include "slp/wire/StringList.h"
 
 namespace slp::agent {
@@ -25,29 +25,6 @@ DirectoryAgentFinder::Settings finderSettings(const config::Settings& settings) 
 
 DirectoryAgentRegistrar::Settings registrarSettings(const config::Settings& settings) {
   return {settings.datagramTimeouts, settings.randomWaitBound, settings.maxDatagramMessage()};
-}
-
-std::vector<net::Address> groupsOf(const net::Interface& interface, net::Family family) {
-  net::Address group;
-  group.family = family;
-  if (interface.firstOf(family) == nullptr) return {};
-  if (family == net::Family::kV4) {
-    std::copy(wire::kGroupV4.begin(), wire::kGroupV4.end(), group.bytes.begin());
-    return {group};
-  }
-  group.bytes = wire::directoryAgentGroup(wire::MulticastScope::kLink);
-  std::vector<net::Address> groups{group};
-  if (!interface.firstOf(family)->isLinkLocal()) {
-    group.bytes = wire::directoryAgentGroup(wire::MulticastScope::kSite);
-    groups.push_back(group);
-  }
-  return groups;
-}
-
-net::Address broadcastAddress() {
-  net::Address address;
-  std::fill_n(address.bytes.begin(), 4, std::uint8_t{255});
-  return address;
 }
 
 }  // namespace
@@ -96,20 +73,12 @@ void DirectoryAgentService::datagram(const net::Endpoint& to, std::string_view m
 }
 
 void DirectoryAgentService::multicast(std::string_view message) {
-  for (const net::Family family : {net::Family::kV4, net::Family::kV6}) {
-    if (!(family == net::Family::kV4 ? mSettings.useIpv4 : mSettings.useIpv6)) continue;
-    if (mSettings.broadcastOnly && family == net::Family::kV6) continue;
-    for (const net::Interface& interface : mView.suitable()) {
-      for (const net::Address& group : groupsOf(interface, family)) {
-        net::UdpSocket& by = socket(family);
-        if (!by.isOpen()) break;  // the other family may do
-        net::Outgoing out;
-        out.bytes = message;
-        out.to = {mSettings.broadcastOnly ? broadcastAddress() : group, mSettings.port};
-        out.interface = interface.index;
-        by.send(out);
-      }
-    }
+  constexpr auto kGroup = client::Transport::Group::kDirectoryAgent;
+  for (net::Outgoing& out : client::planMulticast(mView.suitable(), mSettings.interfaces, mSettings, kGroup, {})) {
+    net::UdpSocket& by = socket(out.to.address.family);
+    if (!by.isOpen()) continue;  // the other family may do
+    out.bytes = message;
+    by.send(out);
   }
 }
 

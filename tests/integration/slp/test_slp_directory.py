@@ -43,6 +43,20 @@ def test_services_are_registered_with_an_agent_that_is_found(shells, one, agent,
     wait_for(lambda: url(one, 2) in agent.deregistered, 20, "the agent hears of it")
 
 
+def test_agents_are_sought_from_the_address_that_was_named(shells, one, agent, judged, record):
+    named = "10.88.0.201"
+    one.run("ip", "address", "add", f"{named}/24", "dev", "eth0")
+    recorder = record(one)
+    shell = shells(one, properties={"net.slp.interfaces": named})
+    shell.register(url(one))
+    wait_until_registered(agent, url(one))
+    recorder.stop()
+    sought = recorder.fields(
+        'ip.dst == 239.255.255.253 && srvloc.srvreq.srvtypelist == "service:directory-agent"', "ip.src"
+    )
+    assert {source for (source,) in sought} == {named}
+
+
 def test_a_registration_too_large_for_a_datagram_goes_over_tcp(shells, one, agent, judged):
     shell = shells(one)
     large = "(text=" + "x" * 20000 + ")"
