@@ -8,11 +8,6 @@
 #include "slp/wire/ServiceType.h"
 
 namespace slp::agent {
-namespace {
-
-constexpr std::size_t kSilentRoundsAtTheEnd = 2;
-
-}  // namespace
 
 DirectoryAgentFinder::DirectoryAgentFinder(Settings settings, PeerSender& sender, std::uint32_t seed)
     : mSettings(std::move(settings)), mSender(sender), mXid(static_cast<std::uint16_t>(seed)) {}
@@ -22,17 +17,14 @@ std::uint16_t DirectoryAgentFinder::nextXid() {
   return mXid;
 }
 
-std::string DirectoryAgentFinder::request(std::uint16_t xid, bool multicast) const {
-  std::string responders;
-  if (multicast)
-    for (const std::string& responder : mResponders)
-      responders += (responders.empty() ? "" : ",") + responder;
+std::string DirectoryAgentFinder::request(std::uint16_t xid, bool multicast,
+                                          std::string_view previousResponders) const {
   wire::Header header;
   header.multicast = multicast;
   header.xid = xid;
   header.language = mSettings.language;
   wire::ServiceRequest body;
-  body.previousResponders = responders;
+  body.previousResponders = previousResponders;
   body.serviceType = wire::kDirectoryAgentType;
   body.scopes = mSettings.scopes;
   std::string bytes;
@@ -41,25 +33,22 @@ std::string DirectoryAgentFinder::request(std::uint16_t xid, bool multicast) con
 }
 
 void DirectoryAgentFinder::search(TimePoint at) {
-  if (mSearchDue || mSettings.discoveryTimeouts.empty()) return;
+  if (mRounds) return;
+  // The list may outgrow the datagram, which ends the search: nobody needs so many agents.
+  mRounds.emplace(mSettings.discoveryTimeouts, mSettings.maxDatagramMessage);
   mSearchDue = at;
   mSearchXid = nextXid();
-  mRound = 0;
-  mSilentRounds = 0;
-  mNewResponder = true;  // there is no round yet that could have been silent
-  mResponders.clear();
 }
 
 void DirectoryAgentFinder::searchOn(TimePoint now) {
-  mSilentRounds = mNewResponder ? 0 : mSilentRounds + 1;
-  mNewResponder = false;
-  const std::string message = request(mSearchXid, true);
-  if (message.empty() || mRound == mSettings.discoveryTimeouts.size() || mSilentRounds == kSilentRoundsAtTheEnd) {
-    mSearchDue.reset();
-    return;
-  }
-  mSender.multicast(message);
-  mSearchDue = now + mSettings.discoveryTimeouts[mRound++];
+  std::string message;
+  if (mRounds->step(now) == client::Convergence::Step::kSend)
+    message = request(mSearchXid, true, mRounds->previousResponders());
+  mSearchDue = mRounds->due();
+  if (message.empty())
+    mRounds.reset();
+  else
+    mSender.multicast(message);
 }
 
 void DirectoryAgentFinder::ask(const net::Endpoint& agent, TimePoint now) {
@@ -95,18 +84,13 @@ bool DirectoryAgentFinder::answered(const net::Endpoint& from, std::uint16_t xid
     mQuestions.erase(question);
     return true;
   }
-  if (!mSearchDue || mRound == 0 || xid != mSearchXid) return false;
-  std::string responder = from.address.text();
-  if (mResponders.size() < limits::kMaxDirectoryAgents &&
-      std::find(mResponders.begin(), mResponders.end(), responder) == mResponders.end()) {
-    mResponders.push_back(std::move(responder));
-    mNewResponder = true;
-  }
+  if (!mRounds || mRounds->rounds() == 0 || xid != mSearchXid) return false;
+  mRounds->answered(from.address);
   return true;
 }
 
 std::vector<net::Endpoint> DirectoryAgentFinder::work(TimePoint now) {
-  if (mSearchDue && *mSearchDue <= now) searchOn(now);
+  if (mRounds && mSearchDue <= now) searchOn(now);
   std::vector<net::Endpoint> silent;
   for (auto entry = mQuestions.begin(); entry != mQuestions.end();) {
     const auto current = entry++;
@@ -128,7 +112,8 @@ std::vector<net::Endpoint> DirectoryAgentFinder::work(TimePoint now) {
 }
 
 std::optional<DirectoryAgentFinder::TimePoint> DirectoryAgentFinder::next() const {
-  std::optional<TimePoint> result = mSearchDue;
+  std::optional<TimePoint> result;
+  if (mRounds) result = mSearchDue;
   for (const auto& [agent, question] : mQuestions)
     result = result ? std::min(*result, question.due) : question.due;
   return result;

@@ -5,9 +5,11 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "slp/agent/PeerSender.h"
+#include "slp/client/Convergence.h"
 #include "slp/net/Address.h"
 
 namespace slp::agent {
@@ -61,18 +63,15 @@ class DirectoryAgentFinder {
 
   void searchOn(TimePoint now);
   std::size_t rumours() const;
-  std::string request(std::uint16_t xid, bool multicast) const;
+  std::string request(std::uint16_t xid, bool multicast, std::string_view previousResponders = {}) const;
   std::uint16_t nextXid();
 
   Settings mSettings;
   PeerSender& mSender;
   std::uint16_t mXid;
-  std::optional<TimePoint> mSearchDue;
+  std::optional<client::Convergence> mRounds;  ///< of the search that is under way
+  TimePoint mSearchDue{};
   std::uint16_t mSearchXid = 0;
-  std::size_t mRound = 0;
-  std::size_t mSilentRounds = 0;
-  bool mNewResponder = false;
-  std::vector<std::string> mResponders;
   std::map<net::Endpoint, Question> mQuestions;
 };
 
