@@ -1,3 +1,3 @@
 if(TARGET plugins_core)
-  sd_bench(NAME servers_bench SOURCES servers_bench.cpp LIBS plugins_core)
+  sd_bench(NAME servers_bench SOURCES servers_bench.cpp LIBS plugins_core slp_provider)
 endif()

@@ -4,6 +4,7 @@
 
 #include "discovery/Limits.h"
 #include "discovery/LogThrottle.h"
+#include "discovery/PassAnnouncements.h"
 #include "framework/utils/Log.h"
 #include "framework/utils/Mutex.h"
 #include "json/reader.h"
@@ -16,6 +17,7 @@ constexpr const char* kDocumentLabel = "remote.json";
 
 utils::Mutex gMutex;
 HostTable gHosts;
+PassAnnouncements gAnnouncements;
 LogThrottle gFullTable;
 
 void logReadError(const char* format, const char* what, const json::Reader::Location& where) {
@@ -50,6 +52,7 @@ void DiscoveryMap::addDiscoveredHost(std::string address, std::string serverDeta
     }
     if (!readDetails(serverDetails, details)) return;
   }
+  gAnnouncements.announced(address, details);
   // Without the mutex: announcements do not wait for whoever replaces the table.
   const HostTable::Filing filing = gHosts.insertIfAbsent(address, details, kMaxAnnouncedServers);
   if (filing == HostTable::Filing::kFull && gFullTable.admits()) {
@@ -67,6 +70,22 @@ void DiscoveryMap::updateServerList(std::map<std::string, json::Object> hosts) {
   const utils::FunctionTrace trace("discovery::DiscoveryMap::updateServerList");
   const utils::Lock lock(&gMutex, false);
   gHosts.replaceAll(std::move(hosts));
+}
+
+void DiscoveryMap::withdraw(const std::string& address) {
+  const utils::FunctionTrace trace("discovery::DiscoveryMap::withdraw");
+  gAnnouncements.deregistered(address);
+  const utils::Lock lock(&gMutex, false);
+  gHosts.erase(address);
+}
+
+void DiscoveryMap::passBegins() {
+  gAnnouncements.passBegins();
+}
+
+void DiscoveryMap::passEnds(const HostTable::Map& found) {
+  if (!found.empty()) updateServerList(gAnnouncements.applyTo(found));
+  gAnnouncements.passEnds(gHosts);
 }
 
 HostTable::Snapshot DiscoveryMap::snapshot() {

@@ -21,6 +21,15 @@ class DiscoveryMap {
   /// Replaces the whole table.
   static void updateServerList(std::map<std::string, json::Object> hosts);
 
+  /// Takes out a server that said that it goes; nothing when there is no such address.
+  static void withdraw(const std::string& address);
+
+  // A pass replaces the table by what it found, but what is announced from its beginning on counts for more.
+
+  static void passBegins();
+  /// With nothing found the table stays as it is.
+  static void passEnds(const HostTable::Map& found);
+
   /// The whole table as it is now, at the same cost whatever its size.
   static HostTable::Snapshot snapshot();
 };

@@ -50,6 +50,7 @@ discovery::HostTable& RemoteServerDiscovery::mDiscoveredHosts = gLists.mDiscover
 discovery::UpdateCounters& RemoteServerDiscovery::mUpdatedCounters = gLists.mUpdatedCounters;
 discovery::Published<utils::ThreadPool> RemoteServerDiscovery::m_ThreadPool;
 std::unique_ptr<utils::Thread> RemoteServerDiscovery::mRemoteServerThread;
+discovery::SlpHandles RemoteServerDiscovery::mSlpHandles;
 std::atomic<bool> RemoteServerDiscovery::mStopDiscovery = false;
 std::atomic<std::int32_t> RemoteServerDiscovery::mDiscoveryStatus = 1;
 discovery::Published<const std::string> RemoteServerDiscovery::mRegistrationUrl(std::make_shared<std::string>());

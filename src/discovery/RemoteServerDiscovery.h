@@ -12,6 +12,7 @@
 #include "discovery/Published.h"
 #include "discovery/ServerDiscovery.h"
 #include "discovery/ServiceUrls.h"
+#include "discovery/SlpHandles.h"
 #include "discovery/UpdateCounters.h"
 #include "framework/http/HTTPCommand.h"
 #include "framework/utils/Mutex.h"
@@ -71,6 +72,7 @@ class RemoteServerDiscovery : public discovery::ServerDiscovery {
   static discovery::Published<utils::ThreadPool> m_ThreadPool;
   /// The discovery thread, or null. Touched with `mSlpLock` held.
   static std::unique_ptr<utils::Thread> mRemoteServerThread;
+  static discovery::SlpHandles mSlpHandles;
   static std::atomic<bool> mStopDiscovery;
   /// 1 while a discovery pass runs, 0 between passes.
   static std::atomic<std::int32_t> mDiscoveryStatus;

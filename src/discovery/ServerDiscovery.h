@@ -42,6 +42,8 @@ class ServerDiscovery {
   /// The keys of all records whose display identifier equals `displayId` ignoring case, each once: of the searched
   /// servers, then the discovery map, then the published list. An empty identifier is no server's.
   std::vector<std::string> keysOfServer(const std::string& displayId);
+  /// Starts the discovery thread, unless it is there or this installation is of a type that only lets itself be found.
+  void startDiscovery();
   /// Lets an address be asked for its details again that did not answer once.
   void clearUnreachable(const std::string& address);
 

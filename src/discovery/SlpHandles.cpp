@@ -1,0 +1,93 @@
+#include "discovery/SlpHandles.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace discovery {
+
+SlpHandles::~SlpHandles() {
+  closeLeftOpen();
+}
+
+SLPHandle SlpHandles::current() const {
+  const std::lock_guard lock(mMutex);
+  return mUnderWay.empty() ? nullptr : mUnderWay.back();
+}
+
+void SlpHandles::cancelSearches() {
+  std::set<SLPHandle> searches;
+  {
+    const std::lock_guard lock(mMutex);
+    searches.swap(mSearches);
+    std::erase_if(mUnderWay, [&](SLPHandle handle) { return searches.contains(handle); });
+  }
+  for (const SLPHandle handle : searches)
+    SLPClose(handle);
+}
+
+void SlpHandles::closeLeftOpen() {
+  std::deque<SLPHandle> handles;
+  {
+    const std::lock_guard lock(mMutex);
+    handles.swap(mLeftOpen);
+  }
+  for (const SLPHandle handle : handles)
+    SLPClose(handle);
+}
+
+std::size_t SlpHandles::leftOpen() const {
+  const std::lock_guard lock(mMutex);
+  return mLeftOpen.size();
+}
+
+void SlpHandles::opened(SLPHandle handle, Use use) {
+  const std::lock_guard lock(mMutex);
+  mUnderWay.push_back(handle);
+  if (use == Use::kSearch) mSearches.insert(handle);
+}
+
+void SlpHandles::close(SLPHandle handle) {
+  {
+    const std::lock_guard lock(mMutex);
+    if (std::erase(mUnderWay, handle) == 0) return;
+    mSearches.erase(handle);
+  }
+  SLPClose(handle);
+}
+
+void SlpHandles::leaveOpen(SLPHandle handle) {
+  SLPHandle oldest = nullptr;
+  {
+    const std::lock_guard lock(mMutex);
+    if (std::erase(mUnderWay, handle) == 0) return;
+    mSearches.erase(handle);
+    mLeftOpen.push_back(handle);
+    if (mLeftOpen.size() <= kMaxLeftOpen) return;
+    oldest = mLeftOpen.front();
+    mLeftOpen.pop_front();
+  }
+  SLPClose(oldest);
+}
+
+SlpHandle::SlpHandle(SlpHandles& handles, SlpHandles::Use use)
+    : mHandles(handles), mError(SLPOpen("en", SLP_FALSE, &mHandle)) {
+  if (mError == SLP_OK) {
+    mHandles.opened(mHandle, use);
+  } else {
+    mHandle = nullptr;
+  }
+}
+
+SlpHandle::~SlpHandle() {
+  close();
+}
+
+void SlpHandle::close() {
+  if (mHandle != nullptr) mHandles.close(std::exchange(mHandle, nullptr));
+}
+
+void SlpHandle::leaveOpen() {
+  if (mHandle != nullptr) mHandles.leaveOpen(std::exchange(mHandle, nullptr));
+}
+
+}  // namespace discovery
