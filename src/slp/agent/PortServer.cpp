@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "slp/agent/ClientExtension.h"
 #include "slp/config/Log.h"
-#include "slp/wire/Codec.h"
 #include "slp/wire/Limits.h"
 
 namespace slp::agent {
@@ -24,22 +22,6 @@ ResponderSettings responderSettings(const config::Settings& settings) {
   result.maxDatagramMessage = settings.maxDatagramMessage();
   result.allowRemoteRegistrations = settings.allowRemoteRegistrations;
   return result;
-}
-
-bool hasFunction(std::span<const std::byte> message, wire::Function function) {
-  return message.size() > 1 && message[1] == static_cast<std::byte>(function);
-}
-
-bool changesRegistry(std::span<const std::byte> message) {
-  return hasFunction(message, wire::Function::kServiceRegistration) ||
-         hasFunction(message, wire::Function::kServiceDeregistration);
-}
-
-bool isGranted(std::string_view reply) {
-  const auto decoded = wire::decode(wire::bytesOf(reply));
-  const auto* message = std::get_if<wire::Message>(&decoded);
-  const auto* answer = message != nullptr ? std::get_if<wire::ServiceAcknowledge>(&message->body) : nullptr;
-  return answer != nullptr && answer->error == wire::ErrorCode::kOk;
 }
 
 }  // namespace
@@ -124,10 +106,8 @@ void PortServer::charge(const net::Address& source, TimePoint since) {
 
 bool PortServer::answer(const net::Datagram& request, TimePoint now, net::Outgoing& out) {
   const std::optional<Source> source = mView.sourceOf(request);
-  if (!source) return false;
-  const bool replies = mResponder.respond(request.bytes, *source, now, out.bytes);
-  if (!replies) return false;
-  if (changesRegistry(request.bytes) && isGranted(out.bytes)) registered(request.bytes, nullptr);
+  if (!source || !mResponder.respond(request.bytes, *source, now, out.bytes)) return false;
+  if (const auto& change = mResponder.change()) mEvents.changed(change->url);
   mView.address(out, request, *source);
   return true;
 }
@@ -138,20 +118,10 @@ void PortServer::answerPeer(Connections::Peer& peer, std::span<const std::byte> 
   mLimiter.charge(peer.from.address, 1, now);
   if (!mResponder.respond(message, source, now, reply)) reply.clear();
   charge(peer.from.address, now);
-  if (changesRegistry(message) && isGranted(reply)) registered(message, &peer);
-}
-
-void PortServer::registered(std::span<const std::byte> bytes, Connections::Peer* peer) {
-  const auto decoded = wire::decode(bytes);
-  const auto* message = std::get_if<wire::Message>(&decoded);
-  if (message == nullptr) return;
-  if (const auto* registration = std::get_if<wire::ServiceRegistration>(&message->body)) {
-    if (peer != nullptr && endsWithConnection(message->extensions) && mView.isOwn(peer->from.address))
-      peer->registers = true;
-    mEvents.changed(std::string(registration->entry.url));
-  } else if (const auto* deregistration = std::get_if<wire::ServiceDeregistration>(&message->body)) {
-    mEvents.changed(std::string(deregistration->entry.url));
-  }
+  const auto& change = mResponder.change();
+  if (!change) return;
+  if (change->owner == peer.owner && mView.isOwn(peer.from.address)) peer.registers = true;
+  mEvents.changed(change->url);
 }
 
 void PortServer::peerEnded(const Connections::Peer& peer) {

@@ -51,8 +51,6 @@ class PortServer {
   bool answer(const net::Datagram& request, TimePoint now, net::Outgoing& out);
   void answerPeer(Connections::Peer& peer, std::span<const std::byte> message, std::string& reply);
   void peerEnded(const Connections::Peer& peer);
-  /// Tells of a change that was granted.
-  void registered(std::span<const std::byte> message, Connections::Peer* peer);
 
   EventLoop& mLoop;
   PortHolder& mPort;

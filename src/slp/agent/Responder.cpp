@@ -55,6 +55,10 @@ bool hasAnswered(std::string_view previousResponders, const Source& source,
   return false;
 }
 
+Owner ownerOf(const Source& source, std::span<const wire::Extension> extensions) {
+  return endsWithConnection(extensions) ? source.connection : kNoConnection;
+}
+
 std::string agentUrl(const net::Address& address) {
   const bool v6 = address.family == net::Family::kV6;
   return std::string(wire::kServiceAgentType) + "://" + (v6 ? "[" : "") + address.text() + (v6 ? "]" : "");
@@ -86,6 +90,7 @@ Responder::Responder(Registry& registry, ResponderSettings settings)
 
 bool Responder::respond(std::span<const std::byte> message, const Source& source, TimePoint now, std::string& reply) {
   reply.clear();
+  mChange.reset();
   const auto decoded = wire::decode(message);
   const auto limit = limitFor(source, message.size(), mSettings.maxDatagramMessage);
   const auto requestOf = [&](const wire::Header& header, std::span<const wire::Extension> extensions) {
@@ -217,20 +222,17 @@ bool Responder::answer(const wire::ServiceTypeRequest& body, const Request& requ
 }
 
 bool Responder::answer(const wire::ServiceRegistration& body, const Request& request) {
-  return !request.multicast && request.send(wire::ServiceAcknowledge{registered(body, request)});
+  return !request.multicast && acknowledge(registered(body, request), body.entry, request);
 }
 
 bool Responder::answer(const wire::ServiceDeregistration& body, const Request& request) {
-  return !request.multicast && request.send(wire::ServiceAcknowledge{deregistered(body, request)});
+  return !request.multicast && acknowledge(deregistered(body, request), body.entry, request);
 }
 
-namespace {
-
-Owner ownerOf(const Source& source, std::span<const wire::Extension> extensions) {
-  return endsWithConnection(extensions) ? source.connection : kNoConnection;
+bool Responder::acknowledge(ErrorCode error, const wire::UrlEntry& entry, const Request& request) {
+  if (error == ErrorCode::kOk) mChange = {std::string(entry.url), ownerOf(request.source, request.extensions)};
+  return request.send(wire::ServiceAcknowledge{error});
 }
-
-}  // namespace
 
 bool Responder::mayRegister(const Source& source) const {
   return mSettings.allowRemoteRegistrations || isThisMachine(source, mInterfaces);

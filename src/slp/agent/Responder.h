@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -39,6 +40,11 @@ struct ResponderSettings {
 class Responder {
  public:
   using AdvertSink = std::function<void(const wire::DirectoryAgentAdvert&, const net::Endpoint& from)>;
+  /// A registration or deregistration that was granted.
+  struct Change {
+    std::string url;
+    Owner owner = kNoConnection;  ///< a connection when the registration ends with it
+  };
 
   Responder(Registry& registry, ResponderSettings settings);
 
@@ -49,6 +55,8 @@ class Responder {
 
   /// Puts the answer into `reply`, in place of what it held. False: no answer is to be sent.
   bool respond(std::span<const std::byte> message, const Source& source, TimePoint now, std::string& reply);
+  /// What the last message has changed in the registry, if anything.
+  const std::optional<Change>& change() const { return mChange; }
 
  private:
   struct Request;
@@ -71,6 +79,7 @@ class Responder {
   wire::ErrorCode refusal(std::string_view scopes, std::string_view spi) const;
   wire::ErrorCode registered(const wire::ServiceRegistration& body, const Request& request);
   wire::ErrorCode deregistered(const wire::ServiceDeregistration& body, const Request& request);
+  bool acknowledge(wire::ErrorCode error, const wire::UrlEntry& entry, const Request& request);
   bool mayRegister(const Source& source) const;
   bool isRegistered(std::string_view url, TimePoint now) const;
 
@@ -79,6 +88,7 @@ class Responder {
   AdvertSink mAdvertSink;
   std::vector<net::Interface> mInterfaces;
   SelfDescription mSelf;
+  std::optional<Change> mChange;
 };
 
 }  // namespace slp::agent

@@ -57,6 +57,28 @@ TEST_F(ResponderRegistration, KeepsWhatAProgramOfThisMachineRegisters) {
   EXPECT_THAT(urls(searchFor("service:wbem")), ElementsAre(kUrl));
 }
 
+TEST_F(ResponderRegistration, TellsOfWhatItHasGranted) {
+  EXPECT_EQ(acknowledged(registration(), byConnection(7)), ErrorCode::kOk);
+  ASSERT_TRUE(mResponder.change());
+  EXPECT_EQ(mResponder.change()->url, kUrl);
+  EXPECT_EQ(mResponder.change()->owner, kNoConnection);
+  EXPECT_EQ(tied(registration(), byConnection(7)), ErrorCode::kOk);
+  ASSERT_TRUE(mResponder.change());
+  EXPECT_EQ(mResponder.change()->owner, 7U);
+  EXPECT_EQ(tied(deregistration(), byConnection(7)), ErrorCode::kOk);
+  ASSERT_TRUE(mResponder.change());
+  EXPECT_EQ(mResponder.change()->url, kUrl);
+}
+
+TEST_F(ResponderRegistration, TellsOfNoChangeByOtherMessages) {
+  ASSERT_EQ(acknowledged(registration(), byConnection()), ErrorCode::kOk);
+  EXPECT_THAT(urls(searchFor("service:wbem")), ElementsAre(kUrl));
+  EXPECT_FALSE(mResponder.change());
+  ASSERT_EQ(acknowledged(registration(), byConnection()), ErrorCode::kOk);
+  EXPECT_EQ(acknowledged(registration(0), byConnection()), ErrorCode::kInvalidRegistration);
+  EXPECT_FALSE(mResponder.change()) << "it was refused";
+}
+
 TEST_F(ResponderRegistration, KeepsTheLanguageOfTheMessage) {
   auto header = fresh();
   header.language = "de-AT";
