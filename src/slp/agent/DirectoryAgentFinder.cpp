@@ -10,12 +10,7 @@
 namespace slp::agent {
 
 DirectoryAgentFinder::DirectoryAgentFinder(Settings settings, PeerSender& sender, std::uint32_t seed)
-    : mSettings(std::move(settings)), mSender(sender), mXid(static_cast<std::uint16_t>(seed)) {}
-
-std::uint16_t DirectoryAgentFinder::nextXid() {
-  if (++mXid == 0) ++mXid;
-  return mXid;
-}
+    : mSettings(std::move(settings)), mSender(sender), mXids(seed) {}
 
 std::string DirectoryAgentFinder::request(std::uint16_t xid, bool multicast,
                                           std::string_view previousResponders) const {
@@ -37,7 +32,7 @@ void DirectoryAgentFinder::search(TimePoint at) {
   // The list may outgrow the datagram, which ends the search: nobody needs so many agents.
   mRounds.emplace(mSettings.discoveryTimeouts, mSettings.maxDatagramMessage);
   mSearchDue = at;
-  mSearchXid = nextXid();
+  mSearchXid = mXids.next();
 }
 
 void DirectoryAgentFinder::searchOn(TimePoint now) {
@@ -56,7 +51,7 @@ void DirectoryAgentFinder::ask(const net::Endpoint& agent, TimePoint now) {
   const auto [question, isNew] = mQuestions.try_emplace(agent);
   question->second.rumour = false;
   if (!isNew) return;
-  question->second.xid = nextXid();
+  question->second.xid = mXids.next();
   question->second.due = now;
 }
 
@@ -71,7 +66,7 @@ void DirectoryAgentFinder::check(const net::Endpoint& agent, TimePoint now) {
     if (!question->second.rumour && question->second.tries == 0) question->second.due = now;
     return;
   }
-  if (rumours() < kMaxRumours) mQuestions[agent] = {nextXid(), 0, now, true};
+  if (rumours() < kMaxRumours) mQuestions[agent] = {mXids.next(), 0, now, true};
 }
 
 void DirectoryAgentFinder::known(const net::Endpoint& agent) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "slp/agent/PeerSender.h"
+#include "slp/agent/TransactionNumbers.h"
 #include "slp/client/Convergence.h"
 #include "slp/net/Address.h"
 
@@ -64,11 +65,10 @@ class DirectoryAgentFinder {
   void searchOn(TimePoint now);
   std::size_t rumours() const;
   std::string request(std::uint16_t xid, bool multicast, std::string_view previousResponders = {}) const;
-  std::uint16_t nextXid();
 
   Settings mSettings;
   PeerSender& mSender;
-  std::uint16_t mXid;
+  TransactionNumbers mXids;
   std::optional<client::Convergence> mRounds;  ///< of the search that is under way
   TimePoint mSearchDue{};
   std::uint16_t mSearchXid = 0;

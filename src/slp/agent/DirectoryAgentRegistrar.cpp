@@ -10,21 +10,12 @@ namespace slp::agent {
 
 DirectoryAgentRegistrar::DirectoryAgentRegistrar(Settings settings, PeerSender& sender, Services services,
                                                  std::uint32_t seed)
-    : mSettings(std::move(settings)),
-      mSender(sender),
-      mServices(std::move(services)),
-      mRandom(seed),
-      mXid(static_cast<std::uint16_t>(seed)) {}
+    : mSettings(std::move(settings)), mSender(sender), mServices(std::move(services)), mRandom(seed), mXids(seed) {}
 
 DirectoryAgentRegistrar::TimePoint DirectoryAgentRegistrar::afterRandomWait(TimePoint now) {
   mRandom = mRandom * 1'664'525U + 1'013'904'223U;  // spreads the load of many machines; nothing secret
   const auto bound = static_cast<std::uint64_t>(std::max<std::int64_t>(0, mSettings.randomWaitBound.count()));
   return now + std::chrono::milliseconds((bound * (mRandom >> 8U)) >> 24U);
-}
-
-std::uint16_t DirectoryAgentRegistrar::nextXid() {
-  if (++mXid == 0) ++mXid;
-  return mXid;
 }
 
 void DirectoryAgentRegistrar::follow(const std::vector<client::DirectoryAgent>& agents, TimePoint now) {
@@ -153,7 +144,7 @@ void DirectoryAgentRegistrar::fill(Agent& agent, TimePoint now) {
   while (agent.flights.size() < kMaxUnderWay) {
     const auto task = agent.told.take(now);
     if (!task) return;
-    const std::uint16_t xid = nextXid();
+    const std::uint16_t xid = mXids.next();
     auto flight = prepare(agent, *task, xid);
     if (!flight) {  // it has ended meanwhile, or no message can hold it
       agent.told.done(*task, wire::ErrorCode::kInvalidRegistration, now, std::nullopt);

@@ -11,6 +11,7 @@
 
 #include "slp/agent/PeerSender.h"
 #include "slp/agent/ToldRegistrations.h"
+#include "slp/agent/TransactionNumbers.h"
 #include "slp/client/DirectoryAgents.h"
 #include "slp/net/Address.h"
 
@@ -88,13 +89,12 @@ class DirectoryAgentRegistrar {
   std::optional<Flight> prepare(const Agent& agent, const ToldRegistrations::Task& task, std::uint16_t xid);
   void launch(Agent& agent, Flight& flight, TimePoint now);
   TimePoint afterRandomWait(TimePoint now);
-  std::uint16_t nextXid();
 
   Settings mSettings;
   PeerSender& mSender;
   Services mServices;
   std::uint32_t mRandom;
-  std::uint16_t mXid;
+  TransactionNumbers mXids;
   std::map<net::Endpoint, Agent> mAgents;
 };
 

@@ -142,15 +142,15 @@ void PortClient::fill(TimePoint now) {
   while (connected() && mFlights.size() < kMaxUnderWay) {
     const auto task = mTold.take(now);
     if (!task) break;
-    if (++mXid == 0) ++mXid;
+    const std::uint16_t xid = mXids.next();
     Flight flight{*task, std::nullopt};
-    const std::string message = messageFor(*task, mXid, flight);
+    const std::string message = messageFor(*task, xid, flight);
     if (message.empty()) {  // it has ended meanwhile, or no message can hold it
       mTold.done(*task, wire::ErrorCode::kInvalidRegistration, now, std::nullopt);
       continue;
     }
     if (mFlights.empty()) mPatienceEnds = now + kPatience;
-    mFlights.insert_or_assign(mXid, std::move(flight));
+    mFlights.insert_or_assign(xid, std::move(flight));
     mStream->send(message);
     mAsked = true;
   }

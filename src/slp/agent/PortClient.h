@@ -10,6 +10,7 @@
 
 #include "slp/agent/EventLoop.h"
 #include "slp/agent/ToldRegistrations.h"
+#include "slp/agent/TransactionNumbers.h"
 #include "slp/net/Address.h"
 #include "slp/net/MessageStream.h"
 
@@ -93,7 +94,7 @@ class PortClient {
   bool mAsked = false;
   bool mAnswered = false;
   bool mAccepted = false;
-  std::uint16_t mXid = 0;
+  TransactionNumbers mXids;
   ToldRegistrations mTold{kRefusedAgain};
   std::map<std::uint16_t, Flight> mFlights;
 };
