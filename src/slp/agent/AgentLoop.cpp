@@ -6,6 +6,7 @@
 #include <thread>
 #include <utility>
 
+#include "slp/agent/Due.h"
 #include "slp/agent/GroupList.h"
 #include "slp/config/Log.h"
 
@@ -24,12 +25,6 @@ std::vector<net::Endpoint> loopbackAddresses(const config::Settings& settings) {
   if (settings.useIpv4) addresses.push_back({net::Address::loopback(net::Family::kV4), settings.port});
   if (settings.useIpv6) addresses.push_back({net::Address::loopback(net::Family::kV6), settings.port});
   return addresses;
-}
-
-std::optional<AgentLoop::TimePoint> earlier(std::optional<AgentLoop::TimePoint> left,
-                                            std::optional<AgentLoop::TimePoint> right) {
-  if (!left || !right) return left ? left : right;
-  return std::min(*left, *right);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "slp/agent/Due.h"
 #include "slp/wire/Codec.h"
 #include "slp/wire/Limits.h"
 #include "slp/wire/Message.h"
@@ -110,7 +111,7 @@ std::optional<DirectoryAgentFinder::TimePoint> DirectoryAgentFinder::next() cons
   std::optional<TimePoint> result;
   if (mRounds) result = mSearchDue;
   for (const auto& [agent, question] : mQuestions)
-    result = result ? std::min(*result, question.due) : question.due;
+    result = earlier(result, question.due);
   return result;
 }
 

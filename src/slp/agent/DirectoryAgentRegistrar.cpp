@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "slp/agent/Due.h"
 #include "slp/agent/RegistrationMessages.h"
 #include "slp/config/Log.h"
 #include "slp/wire/StringList.h"
@@ -191,12 +192,11 @@ std::vector<net::Endpoint> DirectoryAgentRegistrar::work(TimePoint now) {
 
 std::optional<DirectoryAgentRegistrar::TimePoint> DirectoryAgentRegistrar::next() const {
   std::optional<TimePoint> result;
-  const auto consider = [&](TimePoint time) { result = result ? std::min(*result, time) : time; };
   for (const auto& [endpoint, agent] : mAgents) {
     for (const auto& [xid, flight] : agent.flights)
-      consider(flight.deadline);
+      result = earlier(result, flight.deadline);
     if (const auto due = agent.told.next(); due && agent.flights.size() < kMaxUnderWay)
-      consider(std::max(*due, agent.start));
+      result = earlier(result, std::max(*due, agent.start));
   }
   return result;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <random>
 
+#include "slp/agent/Due.h"
 #include "slp/client/MulticastPlan.h"
 #include "slp/wire/Codec.h"
 #include "slp/wire/Limits.h"
@@ -245,13 +246,13 @@ void DirectoryAgentService::work(TimePoint now) {
 
 std::optional<DirectoryAgentService::TimePoint> DirectoryAgentService::next() const {
   std::optional<TimePoint> result = mRegistrar.next();
-  const auto consider = [&](TimePoint time) { result = result ? std::min(*result, time) : time; };
-  if (!mEndedStreams.empty()) consider({});
+  const auto consider = [&](std::optional<TimePoint> time) { result = earlier(result, time); };
+  if (!mEndedStreams.empty()) consider(TimePoint{});
   for (const auto& [peer, stream] : mStreams)
     consider(stream.used + kStreamIdle + DirectoryAgentRegistrar::kStreamTimeout);
   if (mWithdrawn) return result;
-  if (const auto due = mFinder.next()) consider(*due);
-  if (mGeneration != mAgents.generation()) consider({});
+  consider(mFinder.next());
+  if (mGeneration != mAgents.generation()) consider(TimePoint{});
   if (mAnyAgents) consider(mNextLook);
   if (mSettings.daActiveDiscoveryInterval.count() > 0) consider(mNextSearch);
   if (mLookup)

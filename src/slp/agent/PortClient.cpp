@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "slp/agent/Due.h"
 #include "slp/agent/RegistrationMessages.h"
 #include "slp/config/Log.h"
 #include "slp/wire/Codec.h"
@@ -172,8 +173,7 @@ std::optional<PortClient::TimePoint> PortClient::next() const {
   if (mStream->failed()) return TimePoint{};
   std::optional<TimePoint> result;
   if (mStream->connecting() || !mFlights.empty()) result = mPatienceEnds;
-  if (const auto due = mTold.next(); due && connected() && mFlights.size() < kMaxUnderWay)
-    result = result ? std::min(*result, *due) : *due;
+  if (connected() && mFlights.size() < kMaxUnderWay) result = earlier(result, mTold.next());
   return result;
 }
 

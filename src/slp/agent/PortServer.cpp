@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "slp/agent/Due.h"
 #include "slp/config/Log.h"
 #include "slp/wire/Limits.h"
 
@@ -147,9 +148,8 @@ void PortServer::work(TimePoint now) {
 std::optional<PortServer::TimePoint> PortServer::next() const {
   if (!mWaiting[0].empty() || !mWaiting[1].empty()) return TimePoint{};
   std::optional<TimePoint> result = mAcceptAgain;
-  if (mConnections.size() > 0) result = result ? std::min(*result, mNextSweep) : mNextSweep;
-  if (const auto due = mConnections.next()) result = std::min(*due, result.value_or(*due));
-  return result;
+  if (mConnections.size() > 0) result = earlier(result, mNextSweep);
+  return earlier(result, mConnections.next());
 }
 
 }  // namespace slp::agent

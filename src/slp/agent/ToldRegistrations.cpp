@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "slp/agent/Due.h"
+
 namespace slp::agent {
 namespace {
 
@@ -43,7 +45,7 @@ void ToldRegistrations::set(std::string_view url, const std::vector<Wanted>& wan
     entry.second.scopes = one.scopes;
     entry.second.changed = true;
     entry.second.failures = 0;
-    if (!entry.second.underWay) schedule(entry, entry.second.due ? std::min(*entry.second.due, due) : due);
+    if (!entry.second.underWay) schedule(entry, earlier(entry.second.due, due));
   }
 }
 
