@@ -3,12 +3,13 @@
 #include <slp.h>
 #include <string>
 
+#include "discovery/JobThreadUrls.h"
 #include "framework/utils/ThreadPool.h"
 
 namespace discovery {
 
 /// Asks SLP for the attributes of one service and has the server that they describe verified and filed. Made for one
-/// run on a thread of the pool, which owns it.
+/// run on a thread of the pool, which owns it. Failures are logged and end the job; the next pass asks again.
 class RemoteServerDiscoveryJob : public utils::ThreadPoolJob {
  public:
   explicit RemoteServerDiscoveryJob(std::string serviceUrl);
@@ -16,13 +17,17 @@ class RemoteServerDiscoveryJob : public utils::ThreadPoolJob {
 
   void execute() override;
 
-  /// Always 1; failures are logged.
+  /// Always 1; failures are logged. Blocks until SLP has answered, or the search handles are cancelled.
   int getAttributes(const char* serviceUrl);
-  /// Takes the attributes of the service that the calling thread asks for; what is no `SLP_OK` is logged.
-  SLPBoolean slpAttributeCallback(SLPHandle handle, const char* attributeList, SLPError errorCode);
+  /// Takes the attributes of the service that the calling thread asks for; what is no `SLP_OK`, the end of the answers
+  /// included, is logged. Always `SLP_TRUE`.
+  static SLPBoolean slpAttributeCallback(SLPHandle handle, const char* attributeList, SLPError errorCode);
+
+  /// Lives from the loading of the library to its unloading.
+  static JobThreadUrls mJobThreadUrls;
 
  private:
-  SLPHandle mHandle;  ///< the engine's when the job was made; the job opens its own
+  [[maybe_unused]] SLPHandle mHandle;  ///< the engine's when the job was made; the job opens its own
   std::string strServerAttributeURL;
 };
 
