@@ -64,8 +64,7 @@ void DirectoryAgentRegistrar::everythingChanged(TimePoint now) {
   std::vector<std::string> sorted = mServices.urls();
   std::sort(sorted.begin(), sorted.end());
   for (auto& [endpoint, agent] : mAgents) {
-    for (const std::string& url : agent.told.urls())
-      if (!std::binary_search(sorted.begin(), sorted.end(), url)) agent.told.set(url, {}, now);
+    agent.told.keepOnly(sorted, now);
     for (const std::string& url : sorted)
       tell(agent, url, mServices.variants(url), now);
   }

@@ -79,8 +79,7 @@ void PortClient::changed(const std::string& url, TimePoint now) {
 
 void PortClient::compare(std::vector<std::string> urls, TimePoint now) {
   std::sort(urls.begin(), urls.end());
-  for (const std::string& known : mTold.urls())
-    if (!std::binary_search(urls.begin(), urls.end(), known)) mTold.set(known, {}, now);
+  mTold.keepOnly(urls, now);
   for (const std::string& url : urls)
     tell(url, now);
 }

@@ -1,6 +1,5 @@
 #include "slp/agent/PortServer.h"
 
-#include <algorithm>
 #include <array>
 
 #include "slp/agent/Due.h"

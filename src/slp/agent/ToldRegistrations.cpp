@@ -24,20 +24,23 @@ void ToldRegistrations::erase(Items::iterator item) {
   mItems.erase(item);
 }
 
+void ToldRegistrations::unwant(Items::iterator item, TimePoint due) {
+  item->second.wanted = false;
+  item->second.changed = true;
+  if (item->second.underWay) return;
+  if (item->second.told)
+    schedule(*item, due);
+  else
+    erase(item);
+}
+
 void ToldRegistrations::set(std::string_view url, const std::vector<Wanted>& wanted, TimePoint due) {
   const auto isWanted = [&](const std::string& language) {
     return std::any_of(wanted.begin(), wanted.end(), [&](const Wanted& one) { return one.language == language; });
   };
   for (auto item = mItems.lower_bound(Key{std::string(url), {}}); item != mItems.end() && item->first.url == url;) {
     const auto current = item++;
-    if (isWanted(current->first.language)) continue;
-    current->second.wanted = false;
-    current->second.changed = true;
-    if (current->second.underWay) continue;
-    if (current->second.told)
-      schedule(*current, due);
-    else
-      erase(current);
+    if (!isWanted(current->first.language)) unwant(current, due);
   }
   for (const Wanted& one : wanted) {
     auto& entry = *mItems.try_emplace(Key{std::string(url), one.language}).first;
@@ -46,6 +49,13 @@ void ToldRegistrations::set(std::string_view url, const std::vector<Wanted>& wan
     entry.second.changed = true;
     entry.second.failures = 0;
     if (!entry.second.underWay) schedule(entry, earlier(entry.second.due, due));
+  }
+}
+
+void ToldRegistrations::keepOnly(const std::vector<std::string>& sortedUrls, TimePoint due) {
+  for (auto item = mItems.begin(); item != mItems.end();) {
+    const auto current = item++;
+    if (!std::binary_search(sortedUrls.begin(), sortedUrls.end(), current->first.url)) unwant(current, due);
   }
 }
 
@@ -79,16 +89,7 @@ void ToldRegistrations::connectionEnded() {
 }
 
 void ToldRegistrations::withdrawAll(TimePoint now) {
-  for (auto item = mItems.begin(); item != mItems.end();) {
-    const auto current = item++;
-    current->second.wanted = false;
-    current->second.changed = true;
-    if (current->second.underWay) continue;
-    if (current->second.told)
-      schedule(*current, now);
-    else
-      erase(current);
-  }
+  keepOnly({}, now);
 }
 
 bool ToldRegistrations::siblingUnderWay(const std::string& url) const {
@@ -177,13 +178,6 @@ void ToldRegistrations::unanswered(const Task& task, TimePoint now) {
 std::optional<ToldRegistrations::TimePoint> ToldRegistrations::next() const {
   if (mQueue.empty()) return std::nullopt;
   return mQueue.begin()->first;
-}
-
-std::vector<std::string> ToldRegistrations::urls() const {
-  std::vector<std::string> result;
-  for (const auto& [key, item] : mItems)
-    if (result.empty() || result.back() != key.url) result.push_back(key.url);
-  return result;
 }
 
 }  // namespace slp::agent

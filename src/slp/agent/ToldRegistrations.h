@@ -49,6 +49,8 @@ class ToldRegistrations {
 
   /// These, and only these, are to be known of the URL; each is told again, because it may have changed, by `due`.
   void set(std::string_view url, const std::vector<Wanted>& wanted, TimePoint due);
+  /// No URL but these, which are sorted, is to be known any more.
+  void keepOnly(const std::vector<std::string>& sortedUrls, TimePoint due);
   /// The peer has lost what it knew.
   void tellAgain(TimePoint due);
   /// The connection has ended, and perhaps with it what the peer knew. All is due again, what it has answered longest
@@ -67,8 +69,6 @@ class ToldRegistrations {
 
   /// When the next thing is due; nothing when there is none.
   std::optional<TimePoint> next() const;
-  /// The URLs that are wanted or known, so that the caller can compare.
-  std::vector<std::string> urls() const;
   std::size_t underWay() const { return mUnderWay; }
   std::size_t size() const { return mItems.size(); }
 
@@ -93,6 +93,7 @@ class ToldRegistrations {
 
   void schedule(Items::value_type& entry, std::optional<TimePoint> due);
   void erase(Items::iterator item);
+  void unwant(Items::iterator item, TimePoint due);
   void retryLater(Items::value_type& entry, TimePoint now);
   void tellSiblings(const Key& key, TimePoint now);
   bool siblingUnderWay(const std::string& url) const;

@@ -218,6 +218,22 @@ TEST_F(ToldRegistrationsTest, WithdrawsAtTheEndOnlyWhatThePeerMayKnow) {
   EXPECT_EQ(mTold.size(), 0U);
 }
 
+TEST_F(ToldRegistrationsTest, KeepsOnlyTheUrlsThatAreNamed) {
+  for (const char* url : {"a", "b", "c"}) {
+    mTold.set(url, mEnglish, mStart);
+    take(mStart);
+    done(ErrorCode::kOk, mStart, 600s);
+  }
+  mTold.set("d", mEnglish, mStart);
+  mTold.keepOnly({"b", "e"}, mStart + 1s);
+  EXPECT_EQ(mTold.size(), 3U) << "one of those that go was never told";
+  EXPECT_EQ(take(mStart), "");
+  EXPECT_EQ(take(mStart + 1s), "-a/en/DEFAULT");
+  EXPECT_EQ(take(mStart + 1s), "-c/en/DEFAULT");
+  EXPECT_EQ(take(mStart + 1s), "");
+  EXPECT_EQ(take(mStart + 600s), "+b/en/DEFAULT");
+}
+
 TEST_F(ToldRegistrationsTest, PassesOverAnswersToWhatIsNotUnderWay) {
   EXPECT_FALSE(mTold.done(Task{false, {"u", "en"}, "DEFAULT"}, ErrorCode::kOk, mStart, 600s));
   mTold.unanswered(Task{false, {"u", "en"}, "DEFAULT"}, mStart);
