@@ -27,7 +27,14 @@ constexpr auto kSlpNotImplemented = static_cast<unsigned short>(-17);
 constexpr int kFound = 1;
 constexpr int kNotFound = 2;
 
+/// The type of installation that searches for others; any other type only lets itself be found.
+constexpr unsigned short kSearchingInstallation = 0;
+
 discovery::HostLists gLists;
+
+unsigned short installationType() {
+  return static_cast<unsigned short>(launcher::Preferences::get_instance()->getInstallationType());
+}
 
 /// Leading decimal digits, 0 without any.
 std::int32_t toPort(const std::string& text) {
@@ -99,6 +106,16 @@ void RemoteServerDiscovery::stopThreadPool() {
   while (pool->getRunningJobCount() > 0)
     utils::Thread::sleep(1);
   m_ThreadPool.store(nullptr);
+}
+
+void RemoteServerDiscovery::startDiscoveryThread() {
+  const bool isSearching = installationType() == kSearchingInstallation;
+  if (!isSearching || mRemoteServerThread) return;
+  mRemoteServerThread = std::make_unique<utils::Thread>("remoteserverthread", startRemoteServerThread);
+}
+
+void RemoteServerDiscovery::startRemoteServerThread() {
+  const utils::FunctionTrace trace("RemoteServerDiscovery::startRemoteServerThread");
 }
 
 void RemoteServerDiscovery::stopDiscoveryThread() {

@@ -57,6 +57,12 @@ class RemoteServerDiscovery : public discovery::ServerDiscovery {
   bool isLocalServer(json::Array nics, std::string strServerIP);
   void formDummyServerJson(json::Object& out, std::string address);
 
+  /// The discovery thread: a pass, then the wait for the next one, until a stop.
+  static void startRemoteServerThread();
+  /// Makes the discovery thread, unless it is there or this installation only lets itself be found. To be called with
+  /// `mSlpLock` held.
+  static void startDiscoveryThread();
+
   /// Held for a whole registration or deregistration.
   utils::Mutex mSlpLock;
   /// The service URLs of the running discovery pass.

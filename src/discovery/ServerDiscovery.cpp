@@ -52,6 +52,13 @@ std::vector<std::string> ServerDiscovery::keysOfServer(const std::string& displa
   return std::move(found.keys);
 }
 
+void ServerDiscovery::startDiscovery() {
+  const utils::FunctionTrace trace("discovery::ServerDiscovery::startDiscovery");
+  RemoteServerDiscovery* const inventory = RemoteServerDiscovery::getInstance();
+  const utils::Lock lock(&inventory->mSlpLock, false);
+  RemoteServerDiscovery::startDiscoveryThread();
+}
+
 void ServerDiscovery::clearUnreachable(const std::string& address) {
   const utils::FunctionTrace trace("discovery::ServerDiscovery::clearUnreachable");
   mapUnreachableIP.remove(address);
