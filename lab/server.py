@@ -3,6 +3,7 @@
 import dataclasses
 import http.client
 import json
+import os
 import pathlib
 import signal
 import subprocess
@@ -39,16 +40,24 @@ def fetch(namespace, address, method, path, body=None, port=8443, timeout=15, he
 
 
 class Server:
-    """One kvt-server on a host, whose name is its identifier. Its configuration and what it prints are in `folder`."""
+    """One kvt-server on a host, whose name is its identifier. Its configuration and what it prints are in `folder`.
+    `settings` are preferences by name; `slp` is the text of a configuration file of the SLP library, in place of the
+    machine's."""
 
     PORT = 8443
 
-    def __init__(self, host, build, folder, *, config="", arguments=(), plugin_dir=None, hosts_file=None):
+    def __init__(
+        self, host, build, folder, *, config="", settings=None, slp="", arguments=(), plugin_dir=None, hosts_file=None
+    ):
         self.host = host
         self.log_file = pathlib.Path(folder) / f"{host.name}.log"
         self.config_file = pathlib.Path(folder) / f"{host.name}.toml"
         self.config_file.write_text(f'[server]\nlocal_server_id = "{host.name}"\n{config}')
+        self._slp_file = pathlib.Path(folder) / f"{host.name}-slp.conf"
+        self._slp_file.write_text(slp)
         options = ["--config", self.config_file, *arguments]
+        for name, value in (settings or {}).items():
+            options += ["--set", f"{name}={value}"]
         if plugin_dir is not None:
             options += ["--plugin-dir", plugin_dir]
         self._command = host.command(build.server, *options, hosts_file=hosts_file)
@@ -67,8 +76,11 @@ class Server:
         return self
 
     def spawn(self):
+        environment = dict(os.environ, SLP_CONF=os.fspath(self._slp_file))
         with open(self.log_file, "ab") as log:
-            self.process = subprocess.Popen(self._command, stdin=subprocess.DEVNULL, stdout=log, stderr=log)
+            self.process = subprocess.Popen(
+                self._command, stdin=subprocess.DEVNULL, stdout=log, stderr=log, env=environment
+            )
 
     def _has_ended(self):
         if self.process.poll() is not None:
@@ -95,11 +107,15 @@ class Server:
             self.process.kill()
             self.process.wait()
 
+    @property
+    def address(self):
+        return self.host.ipv4 or self.host.ipv6 or "127.0.0.1"
+
     def get(self, path, **options):
-        return fetch(self.host, self.host.ipv4, "GET", path, port=self.PORT, **options)
+        return fetch(self.host, self.address, "GET", path, port=self.PORT, **options)
 
     def post(self, path, body, **options):
-        return fetch(self.host, self.host.ipv4, "POST", path, body, port=self.PORT, **options)
+        return fetch(self.host, self.address, "POST", path, body, port=self.PORT, **options)
 
     def act(self, action, parameters, **options):
         body = {"action": action, "parameters": parameters}

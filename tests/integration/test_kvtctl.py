@@ -6,7 +6,7 @@ import threading
 
 import pytest
 
-from conftest import assert_no_reports
+from watched import assert_no_reports
 
 
 @pytest.fixture

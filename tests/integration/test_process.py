@@ -9,9 +9,9 @@ import threading
 
 import pytest
 
-from conftest import assert_no_reports
 from netlab import wait_for
 from server import fetch
+from watched import assert_no_reports
 
 SILENT = "10.99.0.1"
 
