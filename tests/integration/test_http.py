@@ -5,9 +5,9 @@ import socket
 
 import pytest
 
-from conftest import Servers
 from netlab import Lab
 from server import fetch
+from watched import Servers
 
 OPERATIONS = "/1.0/servers/self/operations/discovery"
 
