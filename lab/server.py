@@ -62,6 +62,7 @@ class Server:
             options += ["--plugin-dir", plugin_dir]
         self._command = host.command(build.server, *options, hosts_file=hosts_file)
         self.process = None
+        self._earlier = 0  # bytes of the log that earlier processes wrote
 
     def __enter__(self):
         return self.start()
@@ -89,10 +90,15 @@ class Server:
 
     def is_ready(self):
         """Whether it has said that it listens, which it does last."""
-        return " listens on " in self.log()
+        return " listens on " in self.log(since=self._earlier)
 
-    def log(self):
-        return self.log_file.read_text(encoding="utf-8", errors="replace") if self.log_file.exists() else ""
+    def log(self, since=0):
+        """What all its processes have printed, from that byte on."""
+        if not self.log_file.exists():
+            return ""
+        with open(self.log_file, "rb") as log:
+            log.seek(since)
+            return log.read().decode("utf-8", errors="replace")
 
     def send_signal(self, number):
         self.process.send_signal(number)
