@@ -17,19 +17,6 @@ constexpr std::array kWideScopes{MulticastScope::kLink, MulticastScope::kSite, M
                                  MulticastScope::kRealm, MulticastScope::kInterface};
 constexpr std::array kLinkScopes{MulticastScope::kLink, MulticastScope::kInterface};
 
-net::Address addressOf(const wire::GroupV6& group) {
-  net::Address address;
-  address.family = net::Family::kV6;
-  address.bytes = group;
-  return address;
-}
-
-net::Address groupV4() {
-  net::Address address;
-  std::copy(wire::kGroupV4.begin(), wire::kGroupV4.end(), address.bytes.begin());
-  return address;
-}
-
 bool hasWideAddress(const net::Interface& interface) {
   return std::any_of(interface.addresses.begin(), interface.addresses.end(), [](const auto& one) {
     return one.address.family == net::Family::kV6 && !one.address.isLinkLocal();
@@ -70,11 +57,12 @@ std::set<net::Membership> groupsFor(const std::vector<net::Interface>& interface
   const auto joinV6 = [&](MulticastScope scope, const wire::GroupV6& group) {
     for (const net::Interface& interface : interfaces)
       if (inScope(interface, scope) && result.size() < limits::kMaxMemberships)
-        result.insert({addressOf(group), interface.index});
+        result.insert({net::Address::v6(group), interface.index});
   };
   if (useIpv4)
     for (const net::Interface& interface : interfaces)
-      if (interface.firstOf(net::Family::kV4) != nullptr) result.insert({groupV4(), interface.index});
+      if (interface.firstOf(net::Family::kV4) != nullptr)
+        result.insert({net::Address::v4(wire::kGroupV4), interface.index});
   if (!useIpv6) return result;
   for (const MulticastScope scope : kWideScopes) {
     joinV6(scope, wire::generalGroup(scope));

@@ -1,28 +1,15 @@
 #include "slp/client/MulticastPlan.h"
 
 #include <algorithm>
+#include <array>
 
 #include "slp/wire/MulticastGroups.h"
 
 namespace slp::client {
 namespace {
 
-net::Address addressOf(const wire::GroupV6& group, std::uint32_t zone) {
-  net::Address address;
-  address.family = net::Family::kV6;
-  address.bytes = group;
-  address.zone = zone;
-  return address;
-}
-
-net::Address groupV4(bool broadcast) {
-  net::Address address;
-  if (broadcast)
-    std::fill_n(address.bytes.begin(), 4, std::uint8_t{255});
-  else
-    std::copy(wire::kGroupV4.begin(), wire::kGroupV4.end(), address.bytes.begin());
-  return address;
-}
+/// What stands for everybody where there is no multicast.
+constexpr std::array<std::uint8_t, 4> kBroadcast{255, 255, 255, 255};
 
 wire::GroupV6 groupV6(Transport::Group group, std::string_view serviceType, wire::MulticastScope scope) {
   switch (group) {
@@ -65,19 +52,19 @@ std::vector<net::Outgoing> planMulticast(const std::vector<net::Interface>& inte
                                          const std::vector<std::string>& wanted, const config::Settings& settings,
                                          Transport::Group group, std::string_view serviceType) {
   std::vector<net::Outgoing> datagrams;
+  const auto toAllV4 = net::Address::v4(settings.broadcastOnly ? kBroadcast : wire::kGroupV4);
   const bool v6 = settings.useIpv6 && !settings.broadcastOnly;
   for (const auto& interface : interfaces) {
     const auto* v4From = settings.useIpv4 ? sourceOf(interface, wanted, net::Family::kV4) : nullptr;
-    if (v4From != nullptr)
-      datagrams.push_back(datagram(interface, *v4From, groupV4(settings.broadcastOnly), settings.port));
+    if (v4From != nullptr) datagrams.push_back(datagram(interface, *v4From, toAllV4, settings.port));
     const auto* any = v6 ? sourceOf(interface, wanted, net::Family::kV6) : nullptr;
     if (any == nullptr) continue;
     // RFC 3111, section 4.2.2: the source must reach at least as far as the group.
     const auto* linkLocal = interface.linkLocal() != nullptr ? interface.linkLocal() : any;
-    const auto toLink = addressOf(groupV6(group, serviceType, wire::MulticastScope::kLink), interface.index);
+    const auto toLink = net::Address::v6(groupV6(group, serviceType, wire::MulticastScope::kLink), interface.index);
     datagrams.push_back(datagram(interface, *linkLocal, toLink, settings.port));
     if (any->isLinkLocal()) continue;
-    const auto toSite = addressOf(groupV6(group, serviceType, wire::MulticastScope::kSite), 0);
+    const auto toSite = net::Address::v6(groupV6(group, serviceType, wire::MulticastScope::kSite));
     datagrams.push_back(datagram(interface, *any, toSite, settings.port));
   }
   return datagrams;

@@ -44,16 +44,18 @@ std::optional<Address> Address::parseForeign(std::string_view text) {
   return parse(text.substr(0, text.find('%')));
 }
 
-Address Address::loopback(Family family) {
+Address Address::v4(const std::array<std::uint8_t, 4>& bytes) {
   Address address;
-  address.family = family;
-  if (family == Family::kV4) {
-    address.bytes[0] = 127;
-    address.bytes[3] = 1;
-  } else {
-    address.bytes[15] = 1;
-  }
+  std::copy(bytes.begin(), bytes.end(), address.bytes.begin());
   return address;
+}
+
+Address Address::v6(const std::array<std::uint8_t, 16>& bytes, std::uint32_t zone) {
+  return {Family::kV6, bytes, zone};
+}
+
+Address Address::loopback(Family family) {
+  return family == Family::kV4 ? v4({127, 0, 0, 1}) : v6({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1});
 }
 
 std::string Address::text() const {

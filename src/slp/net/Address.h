@@ -24,6 +24,9 @@ struct Address {
   /// The same for a text from the network, where a zone says nothing to this machine: it is left out unread, because
   /// finding an interface by its name costs calls to the kernel.
   static std::optional<Address> parseForeign(std::string_view text);
+  /// Of these bytes, as they are.
+  static Address v4(const std::array<std::uint8_t, 4>& bytes);
+  static Address v6(const std::array<std::uint8_t, 16>& bytes, std::uint32_t zone = 0);
   static Address loopback(Family family);
 
   /// Without the zone, as a list of previous responders and a URL need it.
