@@ -191,13 +191,19 @@ bool Search::isServed(std::string_view scope) const {
   });
 }
 
-void Search::beginMulticast() {
-  const auto bytes = mRequest.multicast({});
+/// Over before they begin when the request does not fit a datagram.
+Convergence Search::roundsOf(const Request& request, const std::vector<config::Milliseconds>& waits) const {
+  const auto bytes = request.multicast({});
   const std::size_t size = bytes ? bytes->size() : 0;
   const std::size_t limit = mSettings.maxDatagramMessage();
-  mTooLong = size > limit;
-  mRounds.emplace(mSettings.multicastTimeouts, mTooLong ? 0 : limit - size);
-  if (mTooLong) mRounds->stop();
+  Convergence rounds(waits, size > limit ? 0 : limit - size);
+  if (size > limit) rounds.stop();
+  return rounds;
+}
+
+void Search::beginMulticast() {
+  mRounds = roundsOf(mRequest, mSettings.multicastTimeouts);
+  mTooLong = mRounds->done();
 }
 
 void Search::beginDiscovery() {
@@ -205,11 +211,7 @@ void Search::beginDiscovery() {
   if (!mDirectoryAgents.claimDiscovery(mTransport.now(), mSettings.daActiveDiscoveryInterval)) return;
   mDiscoveryRequest.emplace(
       ServiceQuery{std::string(wire::kDirectoryAgentType), mRequest.scopes(), std::string(), mRequest.language()});
-  const auto bytes = mDiscoveryRequest->multicast({});
-  const std::size_t size = bytes ? bytes->size() : 0;
-  const std::size_t limit = mSettings.maxDatagramMessage();
-  mDiscovery.emplace(mSettings.daDiscoveryTimeouts, size > limit ? 0 : limit - size);
-  if (size > limit) mDiscovery->stop();
+  mDiscovery = roundsOf(*mDiscoveryRequest, mSettings.daDiscoveryTimeouts);
 }
 
 void Search::advance() {

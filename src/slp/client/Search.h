@@ -70,6 +70,7 @@ class Search {
   bool streamsAreWanted() const { return !mWantStream.empty() || !mWantRest.empty(); }
   bool needsMulticast() const;
   bool isServed(std::string_view scope) const;
+  Convergence roundsOf(const Request& request, const std::vector<config::Milliseconds>& waits) const;
   void beginMulticast();
   void beginDiscovery();
 
