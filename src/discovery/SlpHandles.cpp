@@ -69,6 +69,11 @@ void SlpHandles::leaveOpen(SLPHandle handle) {
   SLPClose(oldest);
 }
 
+bool SlpHandles::isUnderWay(SLPHandle handle) const {
+  const std::lock_guard lock(mMutex);
+  return std::find(mUnderWay.begin(), mUnderWay.end(), handle) != mUnderWay.end();
+}
+
 SlpHandle::SlpHandle(SlpHandles& handles, SlpHandles::Use use)
     : mHandles(handles), mError(SLPOpen("en", SLP_FALSE, &mHandle)) {
   if (mError == SLP_OK) {
@@ -80,6 +85,10 @@ SlpHandle::SlpHandle(SlpHandles& handles, SlpHandles::Use use)
 
 SlpHandle::~SlpHandle() {
   close();
+}
+
+bool SlpHandle::isOpen() const {
+  return mHandle != nullptr && mHandles.isUnderWay(mHandle);
 }
 
 void SlpHandle::close() {

@@ -39,6 +39,7 @@ class SlpHandles {
   /// Closes the handle unless a cancellation has.
   void close(SLPHandle handle);
   void leaveOpen(SLPHandle handle);
+  bool isUnderWay(SLPHandle handle) const;
 
   mutable std::mutex mMutex;  ///< guards what follows; not held while a handle is opened or closed
   std::deque<SLPHandle> mUnderWay;
@@ -58,6 +59,8 @@ class SlpHandle {
   SLPError error() const { return mError; }
   /// Null when there is none.
   SLPHandle get() const { return mHandle; }
+  /// False, too, when a cancellation has closed it.
+  bool isOpen() const;
   void close();
   /// Leaves the handle to `SlpHandles::closeLeftOpen`.
   void leaveOpen();
