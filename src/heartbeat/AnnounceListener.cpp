@@ -1,0 +1,108 @@
+#include "heartbeat/AnnounceListener.h"
+
+#include <cerrno>
+#include <exception>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <utility>
+
+#include "framework/utils/Log.h"
+
+namespace heartbeat {
+
+bool AnnounceListener::open() {
+  if (mSocket) {
+    mSocket->renew();
+    return true;
+  }
+  // Watched before the interfaces are listed for the first time, so that no change is missed.
+  mNetwork.open();
+  std::unique_ptr<AnnounceSocket> socket = AnnounceSocket::open();
+  if (!socket) return false;
+  if (!makeEvents() || !add(socket->descriptor())) {
+    const int error = errno;
+    utils::formatted_log_t(utils::LOG_ERROR,
+                           "HeartBeatWin:CreateNetConnections:CreateIoCompletionPort Failed:WSAGetLastError:%1%") %
+        error;
+    return false;
+  }
+  mSocket = std::move(socket);
+  return true;
+}
+
+bool AnnounceListener::makeEvents() {
+  mEvents = Descriptor(epoll_create1(EPOLL_CLOEXEC));
+  if (!mEvents) return false;
+  mEndSignal = Descriptor(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
+  if (!mEndSignal || !add(mEndSignal.get())) return false;
+  if (mNetwork.alarm() < 0) return true;
+  return add(mNetwork.notifications()) && add(mNetwork.alarm());
+}
+
+bool AnnounceListener::add(int descriptor) {
+  epoll_event event{};
+  event.events = EPOLLIN;
+  event.data.fd = descriptor;
+  return epoll_ctl(mEvents.get(), EPOLL_CTL_ADD, descriptor, &event) == 0;
+}
+
+void AnnounceListener::work(const Handler& handle) {
+  AnnounceBytes buffer{};
+  while (!mIsEnding) {
+    epoll_event event{};
+    const int count = epoll_wait(mEvents.get(), &event, 1, -1);
+    if (count < 0 && errno != EINTR) {
+      utils::formatted_log_t(utils::LOG_ERROR, "HeartBeatWin:WorkerThread:WorkThread Wait Failed");
+      return;
+    }
+    if (count > 0) serve(event.data.fd, buffer, handle);
+  }
+}
+
+void AnnounceListener::serve(int descriptor, AnnounceBytes& buffer, const Handler& handle) {
+  if (descriptor == mSocket->descriptor()) {
+    receiveOne(buffer, handle);
+  } else if (descriptor == mNetwork.notifications()) {
+    const NetworkWatch::Changes changes = mNetwork.takeNotifications();
+    if (changes.isIncomplete) mSocket->memberships().renewAll();
+    for (const unsigned int interface : changes.lostAddress)
+      mSocket->memberships().renew(interface);
+  } else if (descriptor == mNetwork.alarm()) {
+    if (mNetwork.takeAlarm()) mSocket->renew();
+  }
+}
+
+void AnnounceListener::receiveOne(AnnounceBytes& buffer, const Handler& handle) {
+  // Whatever is longer than the buffer is cut by the kernel.
+  if (recv(mSocket->descriptor(), buffer.data(), buffer.size(), MSG_DONTWAIT) >= 0) {
+    handleGuarded(buffer, handle);
+    return;
+  }
+  const int error = errno;
+  const bool isTakenByAnother = error == EAGAIN || error == EWOULDBLOCK || error == EINTR;
+  if (!isTakenByAnother && mReadErrors.admits()) {
+    utils::formatted_log_t(utils::LOG_ERROR, "HeartBeatWin:WorkerThread:sReadFile Failed:dwErrCode:%1%") % error;
+  }
+}
+
+void AnnounceListener::handleGuarded(const AnnounceBytes& buffer, const Handler& handle) {
+  try {
+    handle(buffer);
+  } catch (const std::exception& error) {
+    if (mExceptions.admits()) {
+      utils::formatted_log_t(utils::LOG_ERROR, "HeartBeatWin:WorkerThread:a record was dropped:%1%") % error.what();
+    }
+  } catch (...) {
+    if (mExceptions.admits()) {
+      utils::formatted_log_t(utils::LOG_ERROR, "HeartBeatWin:WorkerThread:a record was dropped:unknown exception");
+    }
+  }
+}
+
+void AnnounceListener::end() {
+  mIsEnding = true;
+  if (mEndSignal) eventfd_write(mEndSignal.get(), 1);
+}
+
+}  // namespace heartbeat
