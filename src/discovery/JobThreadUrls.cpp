@@ -19,4 +19,9 @@ void JobThreadUrls::erase(const std::string& threadId, const std::string& url) {
   if (found != mUrls.end() && found->second == url) mUrls.erase(found);
 }
 
+std::size_t JobThreadUrls::size() const {
+  const std::lock_guard lock(mMutex);
+  return mUrls.size();
+}
+
 }  // namespace discovery

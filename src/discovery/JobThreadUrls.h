@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <mutex>
 #include <string>
@@ -20,6 +21,7 @@ class JobThreadUrls {
   std::string find(const std::string& threadId) const;
   /// Takes the thread's entry out if it is of this URL.
   void erase(const std::string& threadId, const std::string& url);
+  std::size_t size() const;
 
  private:
   mutable std::mutex mMutex;  ///< guards what follows
