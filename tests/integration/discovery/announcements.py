@@ -70,13 +70,13 @@ class Announcements:
     def _listen(self):
         while True:
             try:
-                data, ancillary, _, (source, _) = self._socket.recvmsg(4096, 64)
+                data, ancillary, _, source = self._socket.recvmsg(4096, 64)
             except OSError:
                 return
             if self._has_ended:
                 return
             hops = struct.unpack("@i", ancillary[0][2])[0]
-            self._heard.append(Announcement(data, source, hops, time.monotonic()))
+            self._heard.append(Announcement(data, source[0], hops, time.monotonic()))
 
     def __enter__(self):
         return self
