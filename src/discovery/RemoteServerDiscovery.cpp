@@ -1,8 +1,8 @@
 #include "discovery/RemoteServerDiscovery.h"
 
-#include <algorithm>
-#include <cstdlib>
-#include <limits>
+#include <exception>
+#include <functional>
+#include <mutex>
 #include <utility>
 
 #include "discovery/DestructorGuard.h"
@@ -10,18 +10,20 @@
 #include "discovery/HostVerification.h"
 #include "discovery/LocalMachine.h"
 #include "discovery/ProvisionalRecord.h"
+#include "discovery/RemoteServerDiscoveryJob.h"
 #include "discovery/ServerDetails.h"
+#include "discovery/SlpRegistration.h"
 #include "framework/launcher/KVTCrypto.h"
 #include "framework/launcher/PluginManager.h"
 #include "framework/launcher/Preferences.h"
-#include "framework/utils/Exceptions.h"
 #include "framework/utils/Log.h"
 #include "framework/utils/System.h"
+#include "heartbeat/HeartBeat.h"
 
 namespace {
 
-/// What SLP answers for what it cannot do, as callers get it.
-constexpr auto kSlpNotImplemented = static_cast<unsigned short>(-17);
+/// The result of an operation that failed before it called SLP.
+constexpr int kNothingCalled = -1;
 
 /// The results of `getSearchHost`.
 constexpr int kFound = 1;
@@ -36,17 +38,41 @@ unsigned short installationType() {
   return static_cast<unsigned short>(launcher::Preferences::get_instance()->getInstallationType());
 }
 
-/// Leading decimal digits, 0 without any.
-std::int32_t toPort(const std::string& text) {
-  using Limits = std::numeric_limits<std::int32_t>;
-  const long number = std::strtol(text.c_str(), nullptr, 10);
-  return static_cast<std::int32_t>(std::clamp<long>(number, Limits::min(), Limits::max()));
+/// What callers get of an SLP result.
+unsigned short lowBits(int slpResult) {
+  return static_cast<unsigned short>(slpResult);
 }
 
-unsigned short refuseSlp(const char* operation) {
-  utils::formatted_log_t(utils::LOG_FAILURE, "RemoteServerDiscovery:%1%:SLP is not part of this build") % operation;
-  return kSlpNotImplemented;
+void runLogged(const std::function<void()>& step) {
+  try {
+    step();
+  } catch (const std::exception& error) {
+    utils::formatted_log_t(utils::LOG_ERROR, "%1%") % error.what();
+  }
 }
+
+/// One caller's wish that discovery stops, or that it may go on. While one is stopping it, nobody takes that back:
+/// the thread that is being waited for would never end.
+class StopRequest {
+ public:
+  StopRequest(std::atomic<bool>& flag, bool stop) : mIsStop(stop) {
+    const std::lock_guard lock(gMutex);
+    if (mIsStop) ++gStopsUnderWay;
+    flag = gStopsUnderWay > 0;
+  }
+  ~StopRequest() {
+    const std::lock_guard lock(gMutex);
+    if (mIsStop) --gStopsUnderWay;
+  }
+  StopRequest(const StopRequest&) = delete;
+  StopRequest& operator=(const StopRequest&) = delete;
+
+ private:
+  static inline std::mutex gMutex;
+  static inline int gStopsUnderWay = 0;
+
+  const bool mIsStop;
+};
 
 }  // namespace
 
@@ -65,9 +91,15 @@ discovery::Published<const Host> RemoteServerDiscovery::mLocalHost(std::make_sha
 
 RemoteServerDiscovery* RemoteServerDiscovery::getInstance() {
   utils::formatted_log_t(utils::LOG_LOOKUP, "RemoteServerDiscovery::getInstance");
-  static RemoteServerDiscovery inventory;
+  RemoteServerDiscovery& inventory = instance();
   if (!m_ThreadPool.load()) inventory.makeThreadPool();
   return &inventory;
+}
+
+/// For the discovery thread, too, which makes no pool: a stop might just have ended it.
+RemoteServerDiscovery& RemoteServerDiscovery::instance() {
+  static RemoteServerDiscovery inventory;
+  return inventory;
 }
 
 RemoteServerDiscovery::RemoteServerDiscovery() {
@@ -78,6 +110,7 @@ RemoteServerDiscovery::RemoteServerDiscovery() {
   launcher::KVTCrypto::get_instance();
   utils::System::get_instance();
   discovery::DiscoveryMap::snapshot();
+  heartbeat::HeartBeat::getInstance();  // its workers call the inventory, until the destructor has silenced them
 }
 
 RemoteServerDiscovery::~RemoteServerDiscovery() {
@@ -85,9 +118,6 @@ RemoteServerDiscovery::~RemoteServerDiscovery() {
     const utils::FunctionTrace trace("RemoteServerDiscovery::~RemoteServerDiscovery");
     const std::string url = *mRegistrationUrl.load();
     RemoteServerDiscovery::deRegisterSLPService(url, true);
-    stopThreadPool();
-    const utils::Lock lock(&mSlpLock, false);
-    stopDiscoveryThread();
   });
 }
 
@@ -114,41 +144,91 @@ void RemoteServerDiscovery::startDiscoveryThread() {
   mRemoteServerThread = std::make_unique<utils::Thread>("remoteserverthread", startRemoteServerThread);
 }
 
-void RemoteServerDiscovery::startRemoteServerThread() {
-  const utils::FunctionTrace trace("RemoteServerDiscovery::startRemoteServerThread");
-}
-
 void RemoteServerDiscovery::stopDiscoveryThread() {
   if (!mRemoteServerThread) return;
   mRemoteServerThread->join();
   mRemoteServerThread.reset();
 }
 
-unsigned short RemoteServerDiscovery::registerSLPService(std::string, bool, std::string registrationUrl,
-                                                         std::string ipAddress) {
+/// The thread that is joined needs none of the caller's locks, and its searches and those of the jobs are cancelled. A
+/// search that would begin after that sees the flag, which is set by now.
+void RemoteServerDiscovery::stopEngine() {
+  mStopDiscovery = true;
+  mSlpHandles.cancelSearches();
+  stopThreadPool();
+  stopDiscoveryThread();
+  mSlpHandles.closeLeftOpen();
+}
+
+unsigned short RemoteServerDiscovery::registerSLPService(std::string serverDetails, bool noDiscoveryThread,
+                                                         std::string registrationUrl, std::string ipAddress) {
   const utils::FunctionTrace trace("RemoteServerDiscovery::registerSLPService");
+  const bool isSearching = installationType() == kSearchingInstallation;
   Host local;
-  local.mAddress = std::move(ipAddress);
-  local.mPort = toPort(launcher::Preferences::get_instance()->get_listening_port());
+  local.mAddress = ipAddress;
+  local.mPort = discovery::toPort(launcher::Preferences::get_instance()->get_listening_port());
   mLocalHost.store(std::make_shared<Host>(std::move(local)));
   mRegistrationUrl.store(std::make_shared<std::string>(registrationUrl));
   utils::formatted_log_t(utils::LOG_INVENTORY, "RemoteServerDiscovery:registerSLPService:strRegUrl=%1%") %
       registrationUrl;
+  const std::string attributes = discovery::registrationAttributes(ipAddress, serverDetails);
+  const bool isAnnouncing = launcher::Preferences::get_instance()->get_enable_multicast() != 0;
+
   const utils::Lock lock(&mSlpLock, false);
-  return refuseSlp("registerSLPService");
+  const SLPError result = discovery::registerWithSlp(mSlpHandles, registrationUrl, attributes);
+  if (result != SLP_OK) return lowBits(result);
+  if (isAnnouncing) discovery::announceArrival(registrationUrl, attributes, isSearching);
+  addDiscoveredHost(ipAddress, serverDetails, false);
+  if (isSearching && !noDiscoveryThread) {
+    startDiscoveryThread();
+    if (isAnnouncing) discovery::announceService(registrationUrl, attributes);
+  }
+  return 0;
 }
 
-unsigned short RemoteServerDiscovery::deRegisterSLPService(std::string, bool stop) {
+unsigned short RemoteServerDiscovery::deRegisterSLPService(std::string registrationUrl, bool stop) {
   const utils::FunctionTrace trace("RemoteServerDiscovery::deRegisterSLPService");
-  mStopDiscovery = stop;
+  const StopRequest request(mStopDiscovery, stop);
   const utils::Lock lock(&mSlpLock, false);
-  const unsigned short result = refuseSlp("deRegisterSLPService");
-  if (stop) {
-    mStopDiscovery = true;
-    stopThreadPool();
-    stopDiscoveryThread();
-  }
-  return result;
+  int result = kNothingCalled;
+  runLogged([&] { result = discovery::deregisterFromSlp(mSlpHandles, registrationUrl); });
+  runLogged([&] { discovery::announceDeparture(registrationUrl); });
+  if (stop) runLogged(stopEngine);
+  return lowBits(result);
+}
+
+void RemoteServerDiscovery::addSlpAttributes(const std::string& key, const std::string& value,
+                                             std::string& attributes) {
+  const utils::FunctionTrace trace("RemoteServerDiscovery::addSlpAttributes");
+  discovery::addSlpAttributes(key, value, attributes);
+}
+
+void RemoteServerDiscovery::slpRegistrationReport(SLPHandle handle, SLPError errorCode, void* cookie) {
+  const utils::FunctionTrace trace("RemoteServerDiscovery::slpRegistrationReport");
+  discovery::slpRegistrationReport(handle, errorCode, cookie);
+}
+
+SLPBoolean RemoteServerDiscovery::slpUrlCallback(SLPHandle, const char* serviceUrl, unsigned short, SLPError errorCode,
+                                                 void*) {
+  RemoteServerDiscovery& inventory = instance();
+  return discovery::collectServiceUrl(inventory.discoveredSLPServers, inventory.mFullServiceUrls, serviceUrl,
+                                      errorCode);
+}
+
+discovery::DiscoveryCycle RemoteServerDiscovery::cycle() {
+  return discovery::DiscoveryCycle(
+      {gLists, discoveredSLPServers, mOtherServiceUrls, m_ThreadPool, mSlpHandles, mStopDiscovery, mDiscoveryStatus,
+       mMutex, slpUrlCallback,
+       [](const std::string& serviceUrl) { return std::make_unique<discovery::RemoteServerDiscoveryJob>(serviceUrl); },
+       [this] { clearAutoDiscoveredServers(); }});
+}
+
+int RemoteServerDiscovery::discoverSLPServers() {
+  return cycle().discover();
+}
+
+void RemoteServerDiscovery::startRemoteServerThread() {
+  instance().cycle().run();
 }
 
 void RemoteServerDiscovery::getDiscoveredHost(json::Array& out) {

@@ -6,13 +6,16 @@
 #include <memory>
 #include <string>
 
+#include "discovery/DiscoveryCycle.h"
 #include "discovery/Host.h"
 #include "discovery/HostLists.h"
 #include "discovery/HostTable.h"
+#include "discovery/LogThrottle.h"
 #include "discovery/Published.h"
 #include "discovery/ServerDiscovery.h"
 #include "discovery/ServiceUrls.h"
 #include "discovery/SlpHandles.h"
+#include "discovery/SlpLog.h"
 #include "discovery/UpdateCounters.h"
 #include "framework/http/HTTPCommand.h"
 #include "framework/utils/Mutex.h"
@@ -36,7 +39,7 @@ class RemoteServerDiscovery : public discovery::ServerDiscovery {
 
   unsigned short registerSLPService(std::string serverDetails, bool noDiscoveryThread, std::string registrationUrl,
                                     std::string ipAddress) override;
-  /// With `stop` it also ends the thread pool and the discovery thread; the call waits for both.
+  /// With `stop` it also cancels searches and ends the thread pool and the discovery thread; the call waits for both.
   unsigned short deRegisterSLPService(std::string registrationUrl, bool stop) override;
   void getDiscoveredHost(json::Array& out) override;
   void addHost(std::string key, json::Object record, bool verified = true) override;
@@ -57,6 +60,14 @@ class RemoteServerDiscovery : public discovery::ServerDiscovery {
   bool isLocalServer(json::Array nics, std::string strServerIP);
   void formDummyServerJson(json::Object& out, std::string address);
 
+  /// Appends one term to the list of attributes that is registered; `key` carries its "=".
+  void addSlpAttributes(const std::string& key, const std::string& value, std::string& attributes);
+  /// SLP's callbacks. Neither throws nor takes a lock that is held by whoever called SLP.
+  static void slpRegistrationReport(SLPHandle handle, SLPError errorCode, void* cookie);
+  static SLPBoolean slpUrlCallback(SLPHandle handle, const char* serviceUrl, unsigned short lifetime,
+                                   SLPError errorCode, void* cookie);
+  /// One search and its jobs. Returns what the last call of SLP answered; 0 and 1 are success.
+  int discoverSLPServers();
   /// The discovery thread: a pass, then the wait for the next one, until a stop.
   static void startRemoteServerThread();
   /// Makes the discovery thread, unless it is there or this installation only lets itself be found. To be called with
@@ -67,6 +78,8 @@ class RemoteServerDiscovery : public discovery::ServerDiscovery {
   utils::Mutex mSlpLock;
   /// The service URLs of the running discovery pass.
   discovery::ServiceUrls discoveredSLPServers;
+  /// Emptied with them; nothing else is done with it.
+  discovery::ServiceUrls mOtherServiceUrls;
 
   // What there is one of for the class. It lives from the loading of the library to its unloading.
   static discovery::HostTable& mSearchedHosts;
@@ -91,7 +104,14 @@ class RemoteServerDiscovery : public discovery::ServerDiscovery {
   ~RemoteServerDiscovery();
 
  private:
+  static RemoteServerDiscovery& instance();
+
+  discovery::DiscoveryCycle cycle();
   void makeThreadPool();
   static void stopThreadPool();
   static void stopDiscoveryThread();
+  static void stopEngine();
+
+  discovery::SlpLog mSlpLog;
+  discovery::LogThrottle mFullServiceUrls;
 };

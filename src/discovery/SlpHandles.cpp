@@ -4,6 +4,16 @@
 #include <utility>
 
 namespace discovery {
+namespace {
+
+/// Another library need not bear that a handle is closed while a call uses it.
+#ifdef SD_SYSTEM_SLP
+constexpr bool kCanCancel = false;
+#else
+constexpr bool kCanCancel = true;
+#endif
+
+}  // namespace
 
 SlpHandles::~SlpHandles() {
   closeLeftOpen();
@@ -15,6 +25,7 @@ SLPHandle SlpHandles::current() const {
 }
 
 void SlpHandles::cancelSearches() {
+  if (!kCanCancel) return;
   std::set<SLPHandle> searches;
   {
     const std::lock_guard lock(mMutex);

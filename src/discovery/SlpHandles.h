@@ -26,7 +26,8 @@ class SlpHandles {
   /// The handle of the operation under way that opened one last, null without one.
   SLPHandle current() const;
   /// Closes the handles of all searches, which ends them. A search that opens its handle later is not met: it has to
-  /// look, with its handle open, whether it should still begin.
+  /// look, with its handle open, whether it should still begin. With an SLP library that is not ours it does nothing,
+  /// and searches run to their end.
   void cancelSearches();
   /// Closes what was left open after failures.
   void closeLeftOpen();

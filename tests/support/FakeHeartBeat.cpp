@@ -6,7 +6,7 @@ namespace support {
 namespace {
 
 /// In place between tests and while the process ends, so that no packet leaves the machine then either.
-const FakeHeartBeat gSilence;
+FakeHeartBeat gSilence;
 
 std::string nameOf(int kind) {
   return kind < 0 ? "join " : kind == 0 ? "register " : "deregister ";

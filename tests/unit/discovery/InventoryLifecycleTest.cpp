@@ -3,14 +3,14 @@
 
 #include <gtest/gtest.h>
 
+#include "support/FakeHeartBeat.h"
+#include "support/FakeSlp.h"
 #include "support/Wait.h"
 #include "unit/discovery/InventoryTest.h"
 
 namespace {
 
 using Inventory = RemoteServerDiscovery;
-
-constexpr unsigned short kNotImplemented = 0xFFEF;  // -17
 
 class InventoryLifecycle : public InventoryTest {
  protected:
@@ -64,29 +64,12 @@ TEST_F(InventoryLifecycle, GivesThePoolAsManyThreadsAsTheSettingSays) {
   EXPECT_TRUE(support::waitFor([&] { return pool->getRunningJobCount() == 0; }));
 }
 
-TEST_F(InventoryLifecycle, RemembersWhatIsRegisteredAndSaysThatThereIsNoSlp) {
-  preferences.set("listening_port", "8443");
-  EXPECT_EQ(inventory.registerSLPService("{}", false, "service:x-mgmt.quorvel:kvt://10.0.0.1:8443", "10.0.0.1"),
-            kNotImplemented);
-  EXPECT_EQ(*Inventory::mRegistrationUrl.load(), "service:x-mgmt.quorvel:kvt://10.0.0.1:8443");
-  EXPECT_EQ(Inventory::mLocalHost.load()->mAddress, "10.0.0.1");
-  EXPECT_EQ(Inventory::mLocalHost.load()->mPort, 8443);
-  EXPECT_TRUE(
-      log.contains("RemoteServerDiscovery:registerSLPService:strRegUrl=service:x-mgmt.quorvel:kvt://10.0.0.1:8443"));
-  EXPECT_EQ(log.texts(utils::LOG_FAILURE),
-            std::vector<std::string>{"RemoteServerDiscovery:registerSLPService:SLP is not part of this build"});
-  EXPECT_EQ(Inventory::mPartialDiscoveredHosts.size(), 0u) << "what is not registered is not filed";
-  EXPECT_EQ(Inventory::mRemoteServerThread, nullptr);
-}
-
 TEST_F(InventoryLifecycle, KeepsItsEngineWhenARegistrationIsOnlyWithdrawn) {
   Inventory::mStopDiscovery = true;
   const auto pool = Inventory::m_ThreadPool.load();
-  EXPECT_EQ(inventory.deRegisterSLPService("url", false), kNotImplemented);
+  EXPECT_EQ(inventory.deRegisterSLPService("url", false), 0);
   EXPECT_FALSE(Inventory::mStopDiscovery);
   EXPECT_EQ(Inventory::m_ThreadPool.load(), pool);
-  EXPECT_EQ(log.texts(utils::LOG_FAILURE),
-            std::vector<std::string>{"RemoteServerDiscovery:deRegisterSLPService:SLP is not part of this build"});
 }
 
 std::atomic<bool> gThreadSawTheStop = false;
@@ -136,16 +119,19 @@ TEST_F(InventoryLifecycle, WaitsForRunningJobsAndDropsPendingOnes) {
 class ShortLivedInventory : public Inventory {};
 
 TEST_F(InventoryLifecycle, DeregistersAndStopsEverythingAtItsEnd) {
-  inventory.registerSLPService("{}", false, "service:url", "10.0.0.1");
+  inventory.registerSLPService("{}", true, "service:url", "10.0.0.1");
   gThreadSawTheStop = false;
   Inventory::mRemoteServerThread = std::make_unique<utils::Thread>("remoteserverthread", runUntilStopped);
+  support::FakeSlp slp;
+  support::FakeHeartBeat heartBeat;
   log.clear();
   { ShortLivedInventory shortLived; }
+  EXPECT_EQ(slp.deregistrations(), std::vector<std::string>{"service:url"});
+  EXPECT_EQ(heartBeat.calls(), (std::vector<std::string>{"deregister service:url", "silence"}));
   EXPECT_TRUE(Inventory::mStopDiscovery);
   EXPECT_EQ(Inventory::m_ThreadPool.load(), nullptr);
   EXPECT_EQ(Inventory::mRemoteServerThread, nullptr);
   EXPECT_TRUE(gThreadSawTheStop);
-  EXPECT_EQ(log.count("RemoteServerDiscovery:deRegisterSLPService:SLP is not part of this build"), 1u);
   EXPECT_TRUE(log.has(utils::LOG_TRACE, "RemoteServerDiscovery::RemoteServerDiscovery"));
   EXPECT_TRUE(log.has(utils::LOG_TRACE, "RemoteServerDiscovery::~RemoteServerDiscovery"));
   EXPECT_FALSE(log.containsPart("exception caught"));

@@ -148,7 +148,7 @@ TEST_F(InventoryThreads, AgreeOnOnePool) {
 }
 
 TEST_F(InventoryThreads, RegisterAndDeregisterInTurns) {
-  runTogether({[&](int round) { inventory.registerSLPService("{}", false, std::to_string(round), address(round)); },
+  runTogether({[&](int round) { inventory.registerSLPService("{}", true, std::to_string(round), address(round)); },
                [&](int) { inventory.deRegisterSLPService("url", false); },
                [&](int) {
                  EXPECT_FALSE(Inventory::mRegistrationUrl.load() == nullptr);

@@ -107,7 +107,7 @@ TEST_F(ServerDiscoveryTest, TracesItsOperations) {
   inventory.getLocalServerDetails("", "", object);
   inventory.isLocalServer({}, "");
   inventory.formDummyServerJson(object, "");
-  inventory.registerSLPService("", false, "", "");
+  inventory.registerSLPService("", true, "", "");
   inventory.deRegisterSLPService("", false);
   for (const char* operation :
        {"getDiscoveredHost", "addHost", "addToSearchHostList", "getSearchHost", "getDiscoveredServerStatus",

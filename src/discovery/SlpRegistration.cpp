@@ -1,0 +1,109 @@
+#include "discovery/SlpRegistration.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
+
+#include "framework/utils/Log.h"
+#include "heartbeat/AnnounceRecord.h"
+#include "heartbeat/HeartBeat.h"
+
+namespace discovery {
+namespace {
+
+using heartbeat::AnnounceRecord;
+using heartbeat::HeartBeat;
+
+void logResult(utils::log_level_t level, const char* format, SLPError result) {
+  utils::formatted_log_t(level, format) % static_cast<int>(result);
+}
+
+}  // namespace
+
+void addSlpAttributes(const std::string& key, const std::string& value, std::string& attributes) {
+  if (!attributes.empty()) attributes += ')';
+  attributes += '(' + key + value + ')';
+}
+
+std::string registrationAttributes(const std::string& address, const std::string& serverDetails) {
+  std::string attributes;
+  addSlpAttributes("ip=", address, attributes);
+  addSlpAttributes("server=", serverDetails, attributes);
+  return attributes;
+}
+
+std::int32_t toPort(const std::string& text) {
+  using Limits = std::numeric_limits<std::int32_t>;
+  const long number = std::strtol(text.c_str(), nullptr, 10);
+  return static_cast<std::int32_t>(std::clamp<long>(number, Limits::min(), Limits::max()));
+}
+
+SLPError registerWithSlp(SlpHandles& handles, const std::string& url, const std::string& attributes) {
+  const SlpHandle handle(handles, SlpHandles::Use::kRegistration);
+  logResult(utils::LOG_INVENTORY, "RemoteServerDiscovery:registerSLPService:SLPOpen return code = %1%", handle.error());
+  if (handle.error() != SLP_OK) {
+    logResult(utils::LOG_FAILURE, "RemoteServerDiscovery:registerSLPService:SLPOpen failed with return code = %1%",
+              handle.error());
+    return handle.error();
+  }
+  utils::formatted_log_t(utils::LOG_INVENTORY, "RemoteServerDiscovery::registerSLPService:SLPOpen is successful ");
+
+  const SLPError result = SLPReg(handle.get(), url.c_str(), SLP_LIFETIME_MAXIMUM, "service", attributes.c_str(),
+                                 SLP_TRUE, slpRegistrationReport, nullptr);
+  if (result == SLP_OK) {
+    utils::formatted_log_t(utils::LOG_INVENTORY,
+                           "RemoteServerDiscovery:registerSLPService:SLPRegistration is successful ");
+  } else {
+    logResult(utils::LOG_ERROR,
+              "RemoteServerDiscovery::registerSLPService:SLPRegistration failed with return code = %1%", result);
+  }
+  return result;
+}
+
+SLPError deregisterFromSlp(SlpHandles& handles, const std::string& url) {
+  SlpHandle handle(handles, SlpHandles::Use::kRegistration);
+  SLPError result = handle.error();
+  logResult(utils::LOG_INVENTORY, "RemoteServerDiscovery:deRegisterSLPService:SLPOpen return code = %1%", result);
+  if (result == SLP_OK) {
+    utils::formatted_log_t(utils::LOG_INVENTORY, "RemoteServerDiscovery:deRegisterSLPService:SLPOpen is successful ");
+    result = SLPDereg(handle.get(), url.c_str(), slpRegistrationReport, nullptr);
+  }
+  if (result != SLP_OK) {
+    logResult(utils::LOG_ERROR, "RemoteServerDiscovery:deRegisterSLPService:SLPDereg failed with error code: %1%",
+              result);
+    handle.leaveOpen();
+  }
+  return result;
+}
+
+void slpRegistrationReport(SLPHandle, SLPError error, void*) {
+  try {
+    if (error != SLP_OK) {
+      logResult(utils::LOG_ERROR,
+                "RemoteServerDiscovery:slpRegistrationReport:SLP (de)registration failed : error code %1%\n", error);
+    } else {
+      utils::formatted_log_t(utils::LOG_INVENTORY,
+                             "RemoteServerDiscovery:slpRegistrationReport:SLP service is (de)registered.");
+    }
+  } catch (...) {  // only the record is lost
+  }
+}
+
+void announceArrival(const std::string& url, const std::string& attributes, bool isSearching) {
+  HeartBeat* const heartBeat = HeartBeat::getInstance();
+  if (isSearching) heartBeat->invokeThread();
+  heartBeat->performMulticast(url.c_str(), AnnounceRecord::kJoin, SLP_LIFETIME_MAXIMUM, attributes);
+  if (!isSearching) announceService(url, attributes);
+}
+
+void announceService(const std::string& url, const std::string& attributes) {
+  HeartBeat::getInstance()->performMulticast(url.c_str(), AnnounceRecord::kRegister, SLP_LIFETIME_MAXIMUM, attributes);
+}
+
+void announceDeparture(const std::string& url) {
+  HeartBeat* const heartBeat = HeartBeat::getInstance();
+  heartBeat->performMulticast(url.c_str(), AnnounceRecord::kDeregister, 0, "");
+  heartBeat->terminateThread();
+}
+
+}  // namespace discovery
