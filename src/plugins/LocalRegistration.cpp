@@ -1,30 +1,131 @@
 // The service object's part in keeping the local server findable.
 
+#include <memory>
+#include <optional>
 #include <sstream>
+#include <string>
 #include <utility>
+#include <vector>
 
+#include "discovery/LocalMachine.h"
 #include "discovery/ServerDiscovery.h"
 #include "framework/launcher/Preferences.h"
 #include "framework/utils/Log.h"
 #include "framework/utils/StringHelper.h"
+#include "framework/utils/System.h"
 #include "json/writer.h"
 #include "plugins/PluginState.h"
+#include "plugins/RegistrationAttributes.h"
 #include "plugins/ServerDiscoveryPlugin.h"
 
 namespace plugins {
+namespace {
+
+/// The variant of the installation that does not register, so that other servers do not find it by themselves.
+constexpr unsigned int kHiddenOemType = 3;
+
+bool hasLocalAddress() {
+  std::string address;  // may stay empty: a machine without an address is followed until it has one
+  return utils::System::get_instance()->getLocalIPAddress(address) != 0;
+}
+
+void logStep(bool hasWorked, const char* success, const char* failure, const std::string& subject) {
+  utils::formatted_log_t(hasWorked ? utils::LOG_DETAIL : utils::LOG_FAILURE, hasWorked ? success : failure) % subject;
+}
+
+}  // namespace
 
 void ServerDiscoveryPlugin::registerServiceDiscovery() {
   const utils::FunctionTrace trace("plugins::ServerDiscoveryPlugin::registerServiceDiscovery");
-  utils::formatted_log_t(utils::LOG_FAILURE,
-                         "ServerDiscoveryPl:registerServiceDiscovery:this build cannot register the local server with "
-                         "SLP, so other servers do not find it by themselves");
+  registerLocalServer();
+  discovery::ServerDiscovery::getInstance()->startDiscovery();  // a server that others do not see still looks for them
+}
+
+void ServerDiscoveryPlugin::registerLocalServer() {
+  const bool isHidden = launcher::Preferences::get_instance()->get_installation_oem_type() == kHiddenOemType;
+  const auto addresses = addressesToTry();
+  if (!addresses) return;
+  RegistrationState registration = describeLocalServer();
+  if (!hasLocalAddress()) return;
+
+  const std::string attributes = registrationText(registration.details);
+  registration.isPending = addresses->empty();
+  for (const std::string& address : *addresses) {
+    registration.url = getSlpRegistrationUrl(address);
+    registration.address = address;
+    utils::formatted_log_t(utils::LOG_DETAIL,
+                           "ServerDiscoveryPl::registerServiceDiscovery:strTempIP for registerSLPService%1%") %
+        address;
+    if (isHidden) break;
+    const unsigned short result =
+        discovery::ServerDiscovery::getInstance()->registerSLPService(attributes, false, registration.url, address);
+    if (result == 0) break;
+    utils::formatted_log_t(utils::LOG_FAILURE,
+                           "ServerDiscoveryPl::registerServiceDiscovery Failed WIth return code:= %1% for IP:%2%") %
+        result % address;
+  }
+  PluginState& state = PluginState::instance();
+  state.setRegistration(std::move(registration));
+  if (isHidden || state.monitor) return;  // one monitor follows the server for all service objects
+  state.monitor = std::make_unique<utils::Thread>("IPChangeMonitorThread", startIPChangeMonitorThread);
+}
+
+unsigned short ServerDiscoveryPlugin::updateSLPRegistration(std::string attributes, bool, std::string oldUrl,
+                                                            std::string address) {
+  const utils::FunctionTrace trace("plugins::ServerDiscoveryPlugin::updateSLPRegistration");
+  discovery::ServerDiscovery* const inventory = discovery::ServerDiscovery::getInstance();
+  PluginState& state = PluginState::instance();
+  const bool isWithdrawn = inventory->deRegisterSLPService(oldUrl, state.stopMonitor) == 0;
+  logStep(isWithdrawn, "ServerDiscoveryPl:updateSLPRegistration:deRegisterSLPService is successful with the URL:%1%",
+          "ServerDiscoveryPl:updateSLPRegistration:deRegisterSLPService has failed with the URL:%1%", oldUrl);
+
+  const std::string oldAddress = state.registration()->address;
+  const bool isForgotten = inventory->removeSpecificServer(oldAddress);
+  logStep(isForgotten, "ServerDiscoveryPl:updateSLPRegistration:removeSpecificServer is successful with the IP:%1%",
+          "ServerDiscoveryPl:updateSLPRegistration:removeSpecificServer failed with the IP:%1%", oldAddress);
+
+  const std::string url = getSlpRegistrationUrl(address);
+  state.setRegistrationUrl(url);  // before the attempt: whatever comes of it, this is what a shutdown has to withdraw
+  const unsigned short result = inventory->registerSLPService(std::move(attributes), true, url, address);
+  if (result != 0) {
+    utils::formatted_log_t(
+        utils::LOG_DETAIL,
+        "ServerDiscoveryPl:updateSLPRegistration:UpdateSLPRegistration Failed WIth return code = %1%") %
+        result;
+  }
+  return result;
 }
 
 unsigned short ServerDiscoveryPlugin::deRegisterServiceDiscovery() {
   const utils::FunctionTrace trace("plugins::ServerDiscoveryPlugin::deRegisterServiceDiscovery");
   PluginState& state = PluginState::instance();
   if (ServerDiscoveryPlugin* const service = state.servicePlugin()) service->endCommand();
-  return discovery::ServerDiscovery::getInstance()->deRegisterSLPService(state.registrationUrl(), state.stopMonitor);
+  return discovery::ServerDiscovery::getInstance()->deRegisterSLPService(state.registration()->url, state.stopMonitor);
+}
+
+std::optional<std::vector<std::string>> ServerDiscoveryPlugin::addressesToTry() {
+  discovery::LocalAddresses local = discovery::localAddresses();
+  if (!local.areListed) return std::nullopt;
+  std::vector<std::string> addresses = std::move(local.ipV4);
+  addresses.insert(addresses.end(), local.ipV6.begin(), local.ipV6.end());
+  return addresses;
+}
+
+RegistrationState ServerDiscoveryPlugin::describeLocalServer() {
+  RegistrationState registration;
+  registration.details = fetchLocalServer();
+  registration.text = compactText(registration.details);
+  registration.hashCode = utils::StringHelper::getStringArrayHashCode(registration.text);
+  return registration;
+}
+
+std::string ServerDiscoveryPlugin::registrationText(const json::Object& details) {
+  return compactText(makeRegistrationAttributes(details, PluginState::instance().changeCounter));
+}
+
+std::string ServerDiscoveryPlugin::compactText(const json::Object& document) {
+  const std::string text = convertJSONObjcetToString(withoutBlanks(document));
+  return ReplaceAll(ReplaceAll(text, "\t", ""), " ", "");
 }
 
 std::string ServerDiscoveryPlugin::getSlpRegistrationUrl(std::string address) {

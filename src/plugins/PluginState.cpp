@@ -24,8 +24,14 @@ void PluginState::forgetServicePlugin(ServerDiscoveryPlugin* plugin) {
   mServicePlugin.compare_exchange_strong(plugin, nullptr);
 }
 
+void PluginState::setRegistration(RegistrationState registration) {
+  mRegistration.store(std::make_shared<const RegistrationState>(std::move(registration)));
+}
+
 void PluginState::setRegistrationUrl(std::string url) {
-  mRegistrationUrl.store(std::make_shared<const std::string>(std::move(url)));
+  RegistrationState changed = *registration();
+  changed.url = std::move(url);
+  setRegistration(std::move(changed));
 }
 
 void PluginState::setLocalServer(LocalServer localServer) {

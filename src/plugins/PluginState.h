@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -20,6 +21,16 @@ struct LocalServer {
   std::string ip;    ///< the address that the local server is known by
 };
 
+/// What the local server was registered as, for comparison with what it is by now, and for the withdrawal.
+struct RegistrationState {
+  json::Object details;    ///< as the details resource gave them
+  std::string text;        ///< the details as compact text
+  int hashCode = 0;        ///< of the text
+  std::string url;         ///< of the last attempt, whether it worked or not; "" before the first
+  std::string address;     ///< of the last attempt
+  bool isPending = false;  ///< the machine had no address to register the details under
+};
+
 /// What the objects of the plug-in share, for the life of the library. Safe for every thread but for `monitor`, which
 /// belongs to the thread that starts the plug-in up and shuts it down.
 class PluginState {
@@ -37,8 +48,10 @@ class PluginState {
   /// Leaves no pointer to an object that is about to be deleted.
   void forgetServicePlugin(ServerDiscoveryPlugin* plugin);
 
-  /// The SLP URL under which the local server is registered, "" when it is not.
-  std::string registrationUrl() const { return *mRegistrationUrl.load(); }
+  /// Never null. Written by the monitor alone once it runs.
+  std::shared_ptr<const RegistrationState> registration() const { return mRegistration.load(); }
+  void setRegistration(RegistrationState registration);
+  /// Changes nothing else of the registration.
   void setRegistrationUrl(std::string url);
 
   /// Never null.
@@ -49,10 +62,12 @@ class PluginState {
   std::unique_ptr<utils::Thread> monitor;
   /// Ends the monitor, and keeps any later one from working: it is never set back.
   std::atomic<bool> stopMonitor = false;
+  /// How often the local server's details have changed since the library was loaded.
+  std::atomic<std::uint32_t> changeCounter = 0;
 
  private:
   std::atomic<ServerDiscoveryPlugin*> mServicePlugin = nullptr;
-  discovery::Published<const std::string> mRegistrationUrl{std::make_shared<const std::string>()};
+  discovery::Published<const RegistrationState> mRegistration{std::make_shared<const RegistrationState>()};
   discovery::Published<const LocalServer> mLocalServer{std::make_shared<const LocalServer>()};
 };
 

@@ -2,7 +2,9 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "framework/http/HTTPCommand.h"
 #include "framework/plugins/BasePlugin.h"
@@ -15,6 +17,7 @@ class PluginManager;
 namespace plugins {
 
 class ServerDiscoveryPluginProxy;
+struct RegistrationState;
 
 /// Serves one request, or, as the service object that the proxy makes at start-up, is the context in which the plug-in
 /// itself asks for the host's resources and keeps the local server registered. A request object lives on one thread for
@@ -41,11 +44,18 @@ class ServerDiscoveryPlugin : public BasePlugin {
   /// GET "/1.0/searchedserver/{tentative_id}": what a search found.
   Status getSearchedServer(const Parameters& parameters, const json::Object& request, json::Object& response);
 
-  // The registration of the local server, for the service object on the host's thread.
+  // The registration of the local server, by the service object: on the host's thread, but for what the monitor does.
 
+  /// Registers the local server under the first of its addresses that works, starts the monitor, and in any case the
+  /// discovery of others.
   void registerServiceDiscovery();
   /// Ends the registration and with it the service object's command; the result is SLP's, 0 for success.
   unsigned short deRegisterServiceDiscovery();
+  /// Withdraws the registration under `oldUrl`, and registers the local server with these attributes under the address.
+  /// The flag has no meaning. The result is that of the new registration, 0 for success.
+  unsigned short updateSLPRegistration(std::string attributes, bool, std::string oldUrl, std::string address);
+  /// The monitor: registers the local server anew whenever its details have changed, until PluginState::stopMonitor.
+  static void startIPChangeMonitorThread();
 
   /// "service:x-mgmt.quorvel:kvt://<address>:<listening port>"
   std::string getSlpRegistrationUrl(std::string address);
@@ -59,6 +69,17 @@ class ServerDiscoveryPlugin : public BasePlugin {
   void initializePluginApis();
   /// Deletes the service object's command; from then on it asks for nothing.
   void endCommand();
+  void registerLocalServer();
+  /// Compares the local server's details with those registered last, and registers it anew when they differ.
+  void followLocalServer();
+  /// The machine's addresses in the order in which registration tries them; nothing when it cannot list them.
+  static std::optional<std::vector<std::string>> addressesToTry();
+  /// The local server as it is now, without URL and address.
+  RegistrationState describeLocalServer();
+  /// The attributes to register these details with.
+  std::string registrationText(const json::Object& details);
+  /// The document's text without any blank or TAB, so that texts that differ in nothing else are equal.
+  std::string compactText(const json::Object& document);
   /// The local server's record as its details resource gives it, empty when it does not.
   json::Object fetchLocalServer();
   /// Marks the local server among the records; false when it is not among them.

@@ -199,7 +199,7 @@ TEST_F(DiscoveredServers, LearnNothingWhenTheLocalOneIsAmongThem) {
   EXPECT_EQ(localServer->ip, "10.0.0.7");
   EXPECT_EQ(localServer->text, "kept");
   EXPECT_EQ(localServer->record, serverRecord("kept", ""));
-  EXPECT_EQ(PluginState::instance().registrationUrl(), "service:kept");
+  EXPECT_EQ(PluginState::instance().registration()->url, "service:kept");
 }
 
 TEST_F(DiscoveredServers, AppendTheLocalOneAsItsCompactTextReads) {

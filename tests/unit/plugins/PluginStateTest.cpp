@@ -14,7 +14,13 @@ namespace {
 TEST(PluginState, BeginsWithNothing) {
   const PluginState state;
   EXPECT_EQ(state.servicePlugin(), nullptr);
-  EXPECT_EQ(state.registrationUrl(), "");
+  EXPECT_EQ(state.registration()->url, "");
+  EXPECT_EQ(state.registration()->address, "");
+  EXPECT_EQ(state.registration()->text, "");
+  EXPECT_EQ(state.registration()->hashCode, 0);
+  EXPECT_TRUE(state.registration()->details.Empty());
+  EXPECT_FALSE(state.registration()->isPending);
+  EXPECT_EQ(state.changeCounter, 0u);
   EXPECT_EQ(state.localServer()->ip, "");
   EXPECT_EQ(state.localServer()->text, "");
   EXPECT_TRUE(state.localServer()->record.Empty());
@@ -29,6 +35,19 @@ TEST(PluginState, KeepsWhatAReaderHoldsWhenItIsReplaced) {
   state.setLocalServer({{}, "{}", "10.0.0.2"});
   EXPECT_EQ(held->ip, "10.0.0.1");
   EXPECT_EQ(state.localServer()->ip, "10.0.0.2");
+}
+
+TEST(PluginState, ReplacesTheUrlAndKeepsTheRestOfTheRegistration) {
+  PluginState state;
+  state.setRegistration({{}, "{}", 7, "service:a", "10.0.0.1", true});
+  const auto held = state.registration();
+  state.setRegistrationUrl("service:b");
+  EXPECT_EQ(held->url, "service:a");
+  EXPECT_EQ(state.registration()->url, "service:b");
+  EXPECT_EQ(state.registration()->text, "{}");
+  EXPECT_EQ(state.registration()->hashCode, 7);
+  EXPECT_EQ(state.registration()->address, "10.0.0.1");
+  EXPECT_TRUE(state.registration()->isPending);
 }
 
 TEST(PluginState, ForgetsOnlyTheServiceObjectThatItKnows) {

@@ -16,7 +16,9 @@
 #include "plugins/PluginRegistration.h"
 #include "plugins/PluginState.h"
 #include "plugins/ServerDiscoveryPluginProxy.h"
+#include "support/FakeHeartBeat.h"
 #include "support/FakePlugin.h"
+#include "support/FakeSlp.h"
 #include "support/FakeSystem.h"
 #include "support/LogCapture.h"
 #include "support/PreferencesGuard.h"
@@ -44,14 +46,28 @@ class PluginTest : public testing::Test {
   static constexpr const char* kOperation = "/1.0/servers/local/operations/discovery";
 
   PluginTest() {
-    PluginState::instance().stopMonitor = false;
-    PluginState::instance().setLocalServer({});
-    PluginState::instance().setRegistrationUrl("");
+    preferences.set("installation_type", "1");  // looks for no other server, unless a test wants it to
+    preferences.set("ip_change_polling_interval", "10");
+    preferences.set("slp_find_service_interval", "10");
+    state().stopMonitor = false;
+    state().changeCounter = 0;
+    state().setLocalServer({});
+    state().setRegistration({});
+    letDiscoveryRun();
     clearInventory();
   }
-  ~PluginTest() override { clearInventory(); }
+  ~PluginTest() override {
+    stopMonitor();
+    stopDiscovery();
+    clearInventory();
+  }
 
+  static PluginState& state() { return PluginState::instance(); }
+  static void stopMonitor();
   static void clearInventory();
+  static void letDiscoveryRun();
+  static void stopDiscovery();
+  static bool hasDiscoveryThread();
   static discovery::ServerDiscovery& inventory() { return *discovery::ServerDiscovery::getInstance(); }
 
   /// Serves the local server's details, whatever the identifier.
@@ -114,6 +130,8 @@ class PluginTest : public testing::Test {
   support::LogCapture log;
   support::PreferencesGuard preferences;
   support::FakeSystem system;
+  support::FakeSlp slp;
+  support::FakeHeartBeat heartBeat;
   support::ManagerGuard managerGuard;
   PluginRegistration<ServerDiscoveryPluginProxy> registration;
   support::FakePlugin host;

@@ -1,4 +1,4 @@
-#include <atomic>
+#include <algorithm>
 #include <set>
 #include <thread>
 
@@ -11,13 +11,11 @@ namespace plugins {
 namespace {
 
 constexpr const char* kPluginDestructor = "plugins::ServerDiscoveryPlugin::~ServerDiscoveryPlugin";
+constexpr const char* kMonitorsEnd = "plugins::ServerDiscoveryPlugin::startIPChangeMonitorThread: exit";
 constexpr const char* kDeregistration = "plugins::ServerDiscoveryPlugin::deRegisterServiceDiscovery";
 
 class ServerDiscoveryPluginProxyTest : public PluginTest {
  protected:
-  ~ServerDiscoveryPluginProxyTest() override { PluginState::instance().monitor.reset(); }
-
-  PluginState& state() { return PluginState::instance(); }
   void startUp() { proxy.startup(launcher::Preferences::get_instance(), &managerGuard.manager()); }
 
   ServerDiscoveryPluginProxy proxy{&managerGuard.manager()};
@@ -76,17 +74,6 @@ TEST_F(ServerDiscoveryPluginProxyTest, MakesTheServiceObjectAtStartup) {
   proxy.shutdown();
 }
 
-TEST_F(ServerDiscoveryPluginProxyTest, SaysThatNothingIsRegisteredYet) {
-  startUp();
-  EXPECT_TRUE(
-      log.has(utils::LOG_FAILURE,
-              "ServerDiscoveryPl:registerServiceDiscovery:this build cannot register the local server with SLP, "
-              "so other servers do not find it by themselves"));
-  EXPECT_EQ(state().monitor, nullptr);
-  EXPECT_EQ(state().registrationUrl(), "");
-  proxy.shutdown();
-}
-
 TEST_F(ServerDiscoveryPluginProxyTest, DoesNotCallTheBaseAtStartup) {
   const launcher::PluginManager other;
   proxy.startup(launcher::Preferences::get_instance(), &other);
@@ -104,9 +91,12 @@ TEST_F(ServerDiscoveryPluginProxyTest, DeletesTheServiceObjectAtShutdown) {
 }
 
 TEST_F(ServerDiscoveryPluginProxyTest, LeavesTheRegistrationWhenThereIsNoMonitor) {
+  preferences.set("installation_oem_type", "3");
   startUp();
+  ASSERT_EQ(state().monitor, nullptr);
   proxy.shutdown();
   EXPECT_FALSE(log.contains(kDeregistration));
+  EXPECT_THAT(slp.deregistrations(), testing::IsEmpty());
 }
 
 TEST_F(ServerDiscoveryPluginProxyTest, NeverSetsTheStopFlagBack) {
@@ -149,36 +139,38 @@ TEST_F(ServerDiscoveryPluginProxyTest, ShutsDownBesideAnotherProxyThatStartedLat
   EXPECT_EQ(state().servicePlugin(), nullptr);
 }
 
-std::atomic<bool> monitorHasEnded = false;
-
-void runMonitor() {
-  while (!PluginState::instance().stopMonitor)
-    utils::Thread::sleep(1);
-  monitorHasEnded = true;
-}
-
 TEST_F(ServerDiscoveryPluginProxyTest, JoinsTheMonitorAndThenDeregisters) {
-  monitorHasEnded = false;
   startUp();
-  state().setRegistrationUrl("service:x-mgmt.quorvel:kvt://10.0.0.1:8443");
-  state().monitor = std::make_unique<utils::Thread>("monitor", runMonitor);
+  ASSERT_NE(state().monitor, nullptr);
+  ASSERT_THAT(slp.registrations(), testing::SizeIs(1));
   log.clear();
   proxy.shutdown();
-  EXPECT_TRUE(monitorHasEnded);
   EXPECT_EQ(state().monitor, nullptr);
+  EXPECT_THAT(slp.deregistrations(), testing::ElementsAre(slp.registrations().front().url));
   EXPECT_EQ(log.count(kDeregistration), 1u);
   EXPECT_EQ(log.count(kPluginDestructor), 1u);
   EXPECT_EQ(state().servicePlugin(), nullptr);
+  const auto texts = log.texts();
+  const auto at = [&texts](const std::string& text) { return std::find(texts.begin(), texts.end(), text); };
+  EXPECT_LT(at(kMonitorsEnd), at(kDeregistration));
 }
 
 TEST_F(ServerDiscoveryPluginProxyTest, EndsTheCommandOfAnotherProxysServiceObjectOnlyOnce) {
   ServerDiscoveryPluginProxy other(&managerGuard.manager());
   startUp();
   other.startup(launcher::Preferences::get_instance(), &managerGuard.manager());
-  state().monitor = std::make_unique<utils::Thread>("monitor", runMonitor);
   proxy.shutdown();  // deregisters, which ends the command of the object that is known to the plug-in: the other's
   other.shutdown();
+  EXPECT_EQ(log.count(kDeregistration), 1u);
   EXPECT_EQ(state().servicePlugin(), nullptr);
+}
+
+TEST_F(ServerDiscoveryPluginProxyTest, HasOneMonitorForAllServiceObjects) {
+  startUp();
+  const utils::Thread* const first = state().monitor.get();
+  startUp();
+  EXPECT_EQ(state().monitor.get(), first);
+  proxy.shutdown();
 }
 
 }  // namespace

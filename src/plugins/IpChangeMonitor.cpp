@@ -1,0 +1,81 @@
+// Keeps the registration of the local server in step with its details.
+
+#include <algorithm>
+#include <exception>
+#include <limits>
+#include <string>
+#include <utility>
+
+#include "discovery/ServerDiscovery.h"
+#include "framework/launcher/Preferences.h"
+#include "framework/utils/Condition.h"
+#include "framework/utils/Log.h"
+#include "framework/utils/Mutex.h"
+#include "plugins/PluginState.h"
+#include "plugins/ServerDiscoveryPlugin.h"
+
+namespace plugins {
+namespace {
+
+int pollingInterval() {
+  constexpr unsigned int kLongest = std::numeric_limits<int>::max();
+  return static_cast<int>(std::min(launcher::Preferences::get_instance()->getIPChangePollingInterval(), kLongest));
+}
+
+}  // namespace
+
+void ServerDiscoveryPlugin::startIPChangeMonitorThread() {
+  const utils::FunctionTrace trace("plugins::ServerDiscoveryPlugin::startIPChangeMonitorThread");
+  discovery::ServerDiscovery::getInstance();
+  PluginState& state = PluginState::instance();
+  const int interval = pollingInterval();
+  while (!state.stopMonitor) {
+    utils::Mutex mutex;
+    utils::Lock lock(&mutex, false);
+    utils::Condition condition;
+    try {
+      if (ServerDiscoveryPlugin* const service = state.servicePlugin()) service->followLocalServer();
+    } catch (const std::exception& exception) {  // costs this look at the server, not those to come
+      utils::formatted_log_t(utils::LOG_ERROR, "ServerDiscoveryPl::startIPChangeMonitorThread:exception caught:%1%") %
+          exception.what();
+    }
+    if (state.stopMonitor) return;
+    condition.timed_wait(&lock, interval);
+  }
+}
+
+void ServerDiscoveryPlugin::followLocalServer() {
+  const auto addresses = addressesToTry();
+  if (!addresses) return;
+  RegistrationState registration = describeLocalServer();
+  PluginState& state = PluginState::instance();
+  const auto last = state.registration();
+  const bool isDue = last->isPending && !addresses->empty();
+  if (registration.text == last->text && !isDue) {
+    utils::formatted_log_t(utils::LOG_DETAIL,
+                           "ServerDiscoveryPl::startIPChangeMonitorThread:Both local stored and the updated JSON "
+                           "strings are matching");
+    return;
+  }
+  utils::formatted_log_t(utils::LOG_DETAIL,
+                         "ServerDiscoveryPl::startIPChangeMonitorThread:Both the IP set has values are not matching "
+                         "hence going for the re-registration");
+  ++state.changeCounter;
+  const std::string attributes = registrationText(registration.details);
+  registration.isPending = addresses->empty();
+  registration.url = last->url;  // without an address the old registration stays, to be withdrawn later
+  registration.address = last->address;
+  for (const std::string& address : *addresses) {
+    registration.url = getSlpRegistrationUrl(address);
+    registration.address = address;
+    const unsigned short result = updateSLPRegistration(attributes, false, state.registration()->url, address);
+    if (result == 0) break;
+    utils::formatted_log_t(
+        utils::LOG_FAILURE,
+        "ServerDiscoveryPl::startIPChangeMonitorThread:Registration Failed WIth return code:= %1% for IP:%2%") %
+        result % address;
+  }
+  state.setRegistration(std::move(registration));
+}
+
+}  // namespace plugins
