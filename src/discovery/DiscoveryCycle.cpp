@@ -44,13 +44,6 @@ void logNoSearch(SLPError opened, std::clock_t begun) {
   utils::formatted_log_t(utils::LOG_ERROR, kFailed) % static_cast<int>(opened);
 }
 
-void logSearched(SLPError result) {
-  if (!isFailure(result)) return;
-  utils::formatted_log_t(utils::LOG_ERROR,
-                         "RemoteServerDiscovery:discoverSLPServers:SLPFindSrvs failed : error code %1%") %
-      static_cast<int>(result);
-}
-
 using MakeJob = std::function<std::unique_ptr<utils::ThreadPoolJob>(const std::string& serviceUrl)>;
 
 class PoolRunner : public JobRunner {
@@ -186,10 +179,10 @@ SLPError DiscoveryCycle::search(std::optional<SlpHandle>& handle) {
   utils::formatted_log_t(utils::LOG_DETAIL,
                          "RemoteServerDiscovery:discoverSLPServers:the size of the KVT servers discovered is:%1%") %
       kvtServers;
-  // A stop has closed the handle of the search that it found, so what has not begun by then must not begin.
+  // A stop closes the handles of the searches that it finds; what has not begun by then looks for itself.
   if (!mParts.isStopped) {
     if (!handle->isOpen()) handle.emplace(mParts.handles, SlpHandles::Use::kSearch);
-    result = handle->error() == SLP_OK ? find(*handle, kWbemType) : handle->error();
+    result = find(*handle, kWbemType);
   }
   utils::formatted_log_t(utils::LOG_DETAIL,
                          "RemoteServerDiscovery:discoverSLPServers:the size of the Wbem servers discovered is:%1%") %
@@ -197,9 +190,15 @@ SLPError DiscoveryCycle::search(std::optional<SlpHandle>& handle) {
   return result;
 }
 
+/// What opening the handle answered when there is none.
 SLPError DiscoveryCycle::find(const SlpHandle& handle, const char* serviceType) {
-  const SLPError result = SLPFindSrvs(handle.get(), serviceType, nullptr, nullptr, mParts.onUrl, nullptr);
-  logSearched(result);
+  SLPError result = handle.error();
+  if (result == SLP_OK) result = SLPFindSrvs(handle.get(), serviceType, nullptr, nullptr, mParts.onUrl, nullptr);
+  if (isFailure(result)) {
+    utils::formatted_log_t(utils::LOG_ERROR,
+                           "RemoteServerDiscovery:discoverSLPServers:SLPFindSrvs failed : error code %1%") %
+        static_cast<int>(result);
+  }
   return result;
 }
 
