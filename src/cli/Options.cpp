@@ -18,6 +18,7 @@ constexpr const char* kFooter =
     "  kvtctl servers add 192.0.2.7       take what was found into the inventory\n"
     "  kvtctl servers list -o json        for scripts\n"
     "  kvtctl slp find service:printer    ask the network for services\n"
+    "  kvtctl announce listen --for 60    watch servers come and go for a minute\n"
     "\n"
     "Exit codes:\n"
     "  0  done\n"
@@ -36,13 +37,17 @@ void setFormat(Options& options, const std::string& name) {
   options.format = name == "json" ? Format::kJson : Format::kTable;
 }
 
-void setTimeout(Options& options, double seconds) {
+std::chrono::milliseconds durationOf(const char* option, double seconds, int longest) {
   constexpr double kShortest = 0.1;
-  constexpr double kLongest = 3600;
-  if (!(seconds >= kShortest && seconds <= kLongest)) {
-    throw CLI::ValidationError("--timeout", "takes 0.1 to 3600 seconds");
+  if (!(seconds >= kShortest && seconds <= longest)) {
+    throw CLI::ValidationError(option, "takes 0.1 to " + std::to_string(longest) + " seconds");
   }
-  options.timeout = std::chrono::milliseconds(std::lround(seconds * 1000));
+  return std::chrono::milliseconds(std::llround(seconds * 1000));
+}
+
+void setTimeout(Options& options, double seconds) {
+  constexpr int kLongest = 3600;
+  options.timeout = durationOf("--timeout", seconds, kLongest);
 }
 
 void addGlobals(CLI::App& app, Options& options) {
@@ -138,6 +143,34 @@ void addSlpCommands(CLI::App& app, Options& options, SlpChoice& choice) {
   addSlpCommand(*slp, choice, SlpCommand::kAgents, "agents", "List the directory agents and service agents");
 }
 
+/// The options of "kvtctl announce listen", and whether it was asked for.
+struct AnnounceChoice {
+  bool chosen = false;
+  AnnounceOptions options;
+};
+
+void addAnnounceCommands(CLI::App& app, Options& options, AnnounceChoice& choice) {
+  constexpr int kLongest = 31'536'000;  // a year
+  CLI::App* announce = app.add_subcommand("announce", "What servers announce by multicast");
+  announce->require_subcommand(1);
+  announce->fallthrough();
+  CLI::App* listen = announce->add_subcommand("listen", "Print each record as it passes by, until interrupted");
+  listen->fallthrough();
+  listen->callback([&choice] { choice.chosen = true; });
+  listen->add_option("--interface", choice.options.interfaces, "Listen on these interfaces only: names or addresses")
+      ->option_text("NAME|ADDRESS[,...]");
+  listen->add_option("--count", choice.options.count, "End after so many records")
+      ->option_text("NUMBER")
+      ->check(CLI::PositiveNumber);
+  listen
+      ->add_option_function<double>(
+          "--for", [&choice](double seconds) { choice.options.duration = durationOf("--for", seconds, kLongest); },
+          "End after this time")
+      ->option_text("SECONDS");
+  listen->add_flag_callback(
+      "--json", [&options] { options.format = Format::kJson; }, "The same as -o json: one document on each line");
+}
+
 /// What is wrong with an empty argument; nothing when there is none, or none is needed.
 const char* emptyArgument(const Options& options) {
   if (!options.argument.empty()) return nullptr;
@@ -153,11 +186,15 @@ const char* emptyArgument(const Options& options) {
 std::variant<Options, ExitCode> parseOptions(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
   Options options;
   SlpChoice slp;
-  CLI::App app("Asks a management server which servers it knows, changes that list, and finds services by SLP.",
-               "kvtctl");
+  AnnounceChoice announce;
+  CLI::App app(
+      "Asks a management server which servers it knows, changes that list, finds services by SLP, and listens to what "
+      "servers announce.",
+      "kvtctl");
   addGlobals(app, options);
   addCommands(app, options);
   addSlpCommands(app, options, slp);
+  addAnnounceCommands(app, options, announce);
   app.footer(kFooter);
   try {
     app.parse(argc, argv);
@@ -169,6 +206,7 @@ std::variant<Options, ExitCode> parseOptions(int argc, const char* const* argv, 
     return ExitCode::kUsage;
   }
   if (slp.chosen) options.slp = std::move(slp.options);
+  if (announce.chosen) options.announce = std::move(announce.options);
   if (options.argument.empty() && options.command == Command::kDetails) options.argument = "self";
   if (const char* wrong = emptyArgument(options)) {
     err << "kvtctl: " << wrong << "\nTry kvtctl --help.\n";

@@ -27,11 +27,19 @@ struct SlpOptions {
   std::uint16_t port = 0;  ///< 0: the configured one
 };
 
+/// What "kvtctl announce listen" needs beside the others' options.
+struct AnnounceOptions {
+  std::string interfaces;                             ///< names or addresses; empty: all
+  std::optional<std::uint64_t> count;                 ///< datagrams to hear before the end
+  std::optional<std::chrono::milliseconds> duration;  ///< until the end
+};
+
 /// What the command line asks for.
 struct Options {
   Command command = Command::kList;
-  std::optional<SlpOptions> slp;  ///< of a command of "kvtctl slp", and then `command` says nothing
-  std::string argument;           ///< the address or identifier; "self" for details without one; a URL or service type
+  std::optional<SlpOptions> slp;            ///< of a command of "kvtctl slp", and then `command` says nothing
+  std::optional<AnnounceOptions> announce;  ///< of "kvtctl announce listen", the same
+  std::string argument;  ///< the address or identifier; "self" for details without one; a URL or service type
   std::string server = "http://127.0.0.1:8443";
   Format format = Format::kTable;
   std::chrono::milliseconds timeout{10'000};

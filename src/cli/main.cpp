@@ -1,8 +1,13 @@
+#include <cerrno>
 #include <csignal>
 #include <exception>
 #include <iostream>
+#include <sys/signalfd.h>
+#include <system_error>
+#include <unistd.h>
 #include <variant>
 
+#include "cli/AnnounceCommands.h"
 #include "cli/Commands.h"
 #include "cli/Options.h"
 #include "cli/ServerApi.h"
@@ -34,8 +39,18 @@ cli::ExitCode runSlp(const cli::Options& options) {
   });
 }
 
+cli::ExitCode runAnnounce(const cli::Options& options) {
+  const sigset_t signals = blockEndSignals();
+  const int end = signalfd(-1, &signals, SFD_CLOEXEC);
+  if (end < 0) throw std::system_error(errno, std::generic_category(), "cannot wait for signals");
+  const cli::ExitCode code = cli::runAnnounceCommand(options, std::cout, std::cerr, end);
+  close(end);
+  return code;
+}
+
 cli::ExitCode run(const cli::Options& options) {
   if (options.slp) return runSlp(options);
+  if (options.announce) return runAnnounce(options);
   const cli::ServerApi server(httpclient::perform, options.server, options.timeout);
   return cli::runCommand(options, server, std::cout, std::cerr);
 }

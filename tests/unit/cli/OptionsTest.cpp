@@ -107,6 +107,38 @@ TEST_F(ParseOptions, TakeTheOptionsOfSlpBehindItsCommands) {
   EXPECT_EQ(parsed.format, Format::kJson);
 }
 
+TEST_F(ParseOptions, ListenToAnnouncementsWithoutEndUnlessToldOtherwise) {
+  const Options plain = options({"announce", "listen"});
+  ASSERT_TRUE(plain.announce);
+  EXPECT_FALSE(plain.slp);
+  EXPECT_EQ(plain.announce->interfaces, "");
+  EXPECT_FALSE(plain.announce->count);
+  EXPECT_FALSE(plain.announce->duration);
+  EXPECT_EQ(plain.format, Format::kTable);
+  EXPECT_FALSE(options({"servers", "list"}).announce);
+}
+
+TEST_F(ParseOptions, TakeTheOptionsOfListening) {
+  const Options parsed =
+      options({"announce", "listen", "--interface", "eth0,10.0.0.1", "--count", "7", "--for", "1.5", "--json"});
+  EXPECT_EQ(parsed.announce->interfaces, "eth0,10.0.0.1");
+  EXPECT_EQ(parsed.announce->count, 7u);
+  EXPECT_EQ(parsed.announce->duration, std::chrono::milliseconds(1500));
+  EXPECT_EQ(parsed.format, Format::kJson);
+  EXPECT_EQ(options({"announce", "listen", "-o", "json"}).format, Format::kJson);
+  EXPECT_EQ(options({"announce", "listen", "--for", "31536000"}).announce->duration, std::chrono::hours(24 * 365));
+}
+
+TEST_F(ParseOptions, ExplainTheCommandsThatAskTheNetwork) {
+  EXPECT_EQ(code({"slp", "--help"}), ExitCode::kDone);
+  EXPECT_EQ(code({"announce", "--help"}), ExitCode::kDone);
+  for (const char* command : {"find", "attrs", "types", "register", "agents", "listen"})
+    EXPECT_THAT(mOut.str(), HasSubstr(std::string("\n  ") + command)) << command;
+  EXPECT_EQ(code({"announce", "listen", "--help"}), ExitCode::kDone);
+  for (const char* option : {"--interface", "--count", "--for", "--json"})
+    EXPECT_THAT(mOut.str(), HasSubstr(option)) << option;
+}
+
 TEST_F(ParseOptions, ExplainThemselvesWithTheExitCodes) {
   EXPECT_EQ(code({"--help"}), ExitCode::kDone);
   EXPECT_THAT(mOut.str(), HasSubstr("3  the server could not be reached"));
@@ -143,6 +175,17 @@ TEST_F(ParseOptions, RefuseWhatTheyDoNotUnderstand) {
       {"slp", "types", "--filter", "(a=1)"},
       {"slp", "find", "service:a", "--port", "0"},
       {"slp", "find", "service:a", "--port", "65536"},
+      {"announce"},
+      {"announce", "hear"},
+      {"announce", "listen", "surplus"},
+      {"announce", "listen", "--count", "0"},
+      {"announce", "listen", "--count", "-1"},
+      {"announce", "listen", "--count", "many"},
+      {"announce", "listen", "--for", "0"},
+      {"announce", "listen", "--for", "-1"},
+      {"announce", "listen", "--for", "nan"},
+      {"announce", "listen", "--for", "1e30"},
+      {"servers", "list", "--count", "1"},
   };
   for (const auto& line : lines) {
     mErr.str("");
