@@ -1,5 +1,6 @@
 """A network as multicast needs it: hosts on one bridge, and routers between such networks."""
 
+import ipaddress
 import json
 
 from netns import Namespace
@@ -68,7 +69,7 @@ class Segment:
         if not ipv6:
             host.sysctl(f"ipv6/conf/{interface}/disable_ipv6", 1)
         address4 = f"10.88.{self.number}.{number}" if ipv4 else None
-        address6 = f"fd88:{self.number}::{number}" if ipv6 else None
+        address6 = str(ipaddress.IPv6Address(f"fd88:{self.number}::{number}")) if ipv6 else None
         if ipv4:
             host.add_address(address4, interface)
         if ipv6:
@@ -90,12 +91,13 @@ class Segment:
         on the way from and to those that are named. What resolves addresses is spared: its delays are the kernel's, not
         SLP's. One loss at a time: see lose_nothing()."""
         ports = [port for (host, _), port in self._ports.items() if not hosts or host in hosts]
+        by_chance = f"numgen random mod 100 < {percent} " if percent < 100 else ""
         rules = ["add table netdev loss"]
         for hook in ("ingress", "egress") if hosts else ("ingress",):
             rules += [
                 f"add chain netdev loss {hook} {{ type filter hook {hook} devices = {{ {', '.join(ports)} }} priority 0; }}",
                 f"add rule netdev loss {hook} meta protocol {{ ip, ip6 }} meta l4proto {{ tcp, udp }} "
-                f"numgen random mod 100 < {percent} counter drop",
+                f"{by_chance}counter drop",
             ]
         self.switch.run("nft", "; ".join(rules))
 
