@@ -178,6 +178,8 @@ unsigned short RemoteServerDiscovery::registerSLPService(std::string serverDetai
   const SLPError result = discovery::registerWithSlp(mSlpHandles, registrationUrl, attributes);
   if (result != SLP_OK) return lowBits(result);
   if (isAnnouncing) discovery::announceArrival(registrationUrl, attributes, isSearching);
+  // What the last pass knew of this server is of before; the next one would take it for what is filed here.
+  mDiscoveredHosts.erase(ipAddress);
   addDiscoveredHost(ipAddress, serverDetails, false);
   if (isSearching && !noDiscoveryThread) {
     startDiscoveryThread();
@@ -193,6 +195,7 @@ unsigned short RemoteServerDiscovery::deRegisterSLPService(std::string registrat
   int result = kNothingCalled;
   runLogged([&] { result = discovery::deregisterFromSlp(mSlpHandles, registrationUrl); });
   runLogged([&] { discovery::announceDeparture(registrationUrl); });
+  runLogged(discovery::endListening);
   if (stop) runLogged(stopEngine);
   return lowBits(result);
 }

@@ -358,6 +358,20 @@ TEST_F(LocalVerification, RecognisesThisMachineByTheInterfacesOfThePreviousRecor
   EXPECT_EQ(json::flagAt(filed(), {"properties", "isPivot"}), true);
 }
 
+TEST_F(LocalVerification, KeepsTheDetailsOfANewRegistrationInThePassesAfterIt) {
+  verifyLocal(R"({"properties":{"displayId":"me"}})");
+  endPass();
+  local.refinedBody = support::parsed(R"({"value":{"properties":{"displayId":"me","moved":true}}})");
+  const std::string changed = R"({"properties":{"displayId":"me","lastUpdatedCounter":1}})";
+  ASSERT_EQ(inventory.registerSLPService(changed, true, "service:x-mgmt.quorvel:kvt://10.0.0.1:8443", "10.0.0.1"), 0);
+  for (int pass = 0; pass < 2; ++pass) {
+    verifyLocal(changed);
+    endPass();
+    EXPECT_EQ(textOf(Inventory::mPartialDiscoveredHosts, "10.0.0.1"),
+              R"({"properties":{"displayId":"me","moved":true,"isPivot":true}})");
+  }
+}
+
 TEST_F(LocalVerification, FilesNothingWhenTheLocalServerDoesNotAnswer) {
   local.plainStatus = http::HTTPCommand::HTTP_NOT_FOUND;
   verifyLocal(R"({"properties":{"displayId":"me"}})");
