@@ -193,7 +193,9 @@ SLPError DiscoveryCycle::search(std::optional<SlpHandle>& handle) {
 /// What opening the handle answered when there is none.
 SLPError DiscoveryCycle::find(const SlpHandle& handle, const char* serviceType) {
   SLPError result = handle.error();
-  if (result == SLP_OK) result = SLPFindSrvs(handle.get(), serviceType, nullptr, nullptr, mParts.onUrl, nullptr);
+  // The handle may have been opened when a stop had closed the others.
+  if (result == SLP_OK && !mParts.isStopped)
+    result = SLPFindSrvs(handle.get(), serviceType, nullptr, nullptr, mParts.onUrl, nullptr);
   if (isFailure(result)) {
     utils::formatted_log_t(utils::LOG_ERROR,
                            "RemoteServerDiscovery:discoverSLPServers:SLPFindSrvs failed : error code %1%") %

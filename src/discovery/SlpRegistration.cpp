@@ -101,9 +101,11 @@ void announceService(const std::string& url, const std::string& attributes) {
 }
 
 void announceDeparture(const std::string& url) {
-  HeartBeat* const heartBeat = HeartBeat::getInstance();
-  heartBeat->performMulticast(url.c_str(), AnnounceRecord::kDeregister, 0, "");
-  heartBeat->terminateThread();
+  HeartBeat::getInstance()->performMulticast(url.c_str(), AnnounceRecord::kDeregister, 0, "");
+}
+
+void endListening() {
+  HeartBeat::getInstance()->terminateThread();
 }
 
 }  // namespace discovery

@@ -33,7 +33,9 @@ void slpRegistrationReport(SLPHandle handle, SLPError error, void* cookie);
 /// with them by `announceService`; any other does both at once.
 void announceArrival(const std::string& url, const std::string& attributes, bool isSearching);
 void announceService(const std::string& url, const std::string& attributes);
-/// Tells the listening servers that the service has gone, and hears no more of theirs.
+/// Tells the listening servers that the service has gone.
 void announceDeparture(const std::string& url);
+/// Once it has returned, no announcement of others is being handled.
+void endListening();
 
 }  // namespace discovery

@@ -10,6 +10,8 @@ namespace {
 
 std::mutex gMutex;
 FakeSlp* gCurrent = nullptr;
+SLPLogCallback* gLog = nullptr;
+void* gLogCookie = nullptr;
 
 FakeSlp* current() {
   const std::lock_guard lock(gMutex);
@@ -42,6 +44,11 @@ void FakeSlp::answerRegister(SLPError result) {
   mRegisterResult = result;
 }
 
+void FakeSlp::failRegister(const std::string& url, SLPError result) {
+  const std::lock_guard lock(mMutex);
+  mRegisterFailures[url] = result;
+}
+
 void FakeSlp::answerDeregister(SLPError result) {
   const std::lock_guard lock(mMutex);
   mDeregisterResult = result;
@@ -64,8 +71,22 @@ void FakeSlp::failAttributes(const std::string& url, SLPError error) {
 
 void FakeSlp::hold(bool on) {
   const std::lock_guard lock(mMutex);
-  mHold = on;
+  mHoldSearches = on;
+  mHoldInquiries = on;
   mChanged.notify_all();
+}
+
+void FakeSlp::holdInquiries(bool on) {
+  const std::lock_guard lock(mMutex);
+  mHoldInquiries = on;
+  mChanged.notify_all();
+}
+
+bool FakeSlp::say(int level, const char* text) {
+  const std::lock_guard lock(gMutex);
+  if (gLog == nullptr) return false;
+  gLog(level, text, gLogCookie);
+  return true;
 }
 
 std::vector<FakeSlp::Registration> FakeSlp::registrations() const {
@@ -98,6 +119,11 @@ std::size_t FakeSlp::openHandles() const {
   return mOpen.size();
 }
 
+std::size_t FakeSlp::closings() const {
+  const std::lock_guard lock(mMutex);
+  return mClosings;
+}
+
 std::size_t FakeSlp::held() const {
   const std::lock_guard lock(mMutex);
   return mHeld;
@@ -113,6 +139,7 @@ SLPError FakeSlp::open(SLPHandle* handle) {
 
 void FakeSlp::close(SLPHandle handle) {
   const std::lock_guard lock(mMutex);
+  ++mClosings;
   mOpen.erase(handle);
   mChanged.notify_all();
 }
@@ -121,10 +148,10 @@ bool FakeSlp::isOpen(SLPHandle handle) const {
   return mOpen.contains(handle);
 }
 
-bool FakeSlp::pass(SLPHandle handle) {
+bool FakeSlp::pass(SLPHandle handle, const bool& isHeld) {
   std::unique_lock lock(mMutex);
   ++mHeld;
-  mChanged.wait(lock, [&] { return !mHold || !isOpen(handle); });
+  mChanged.wait(lock, [&] { return !isHeld || !isOpen(handle); });
   --mHeld;
   return isOpen(handle);
 }
@@ -134,7 +161,9 @@ SLPError FakeSlp::registerService(SLPHandle handle, Registration registration, S
   {
     const std::lock_guard lock(mMutex);
     if (!isOpen(handle)) return SLP_PARAMETER_BAD;
-    result = mRegisterResult;
+    const auto failure = mRegisterFailures.find(registration.url);
+    const bool fails = mRegisterResult == SLP_OK && failure != mRegisterFailures.end();
+    result = fails ? failure->second : mRegisterResult;
     if (result == SLP_OK) mRegistrations.push_back(std::move(registration));
   }
   report(handle, result, cookie);
@@ -161,7 +190,7 @@ SLPError FakeSlp::findServices(SLPHandle handle, const std::string& type, SLPSrv
     const auto found = mServices.find(type);
     if (found != mServices.end()) services = found->second;
   }
-  if (!pass(handle)) return SLP_PARAMETER_BAD;
+  if (!pass(handle, mHoldSearches)) return SLP_PARAMETER_BAD;
   for (const std::string& url : services.urls)
     callback(handle, url.c_str(), 65535, SLP_OK, cookie);
   if (services.result == SLP_OK) callback(handle, nullptr, 0, SLP_LAST_CALL, cookie);
@@ -178,7 +207,7 @@ SLPError FakeSlp::findAttributes(SLPHandle handle, const std::string& url, SLPAt
     isKnown = found != mAttributes.end();
     if (isKnown) attributes = found->second;
   }
-  if (!pass(handle)) return SLP_PARAMETER_BAD;
+  if (!pass(handle, mHoldInquiries)) return SLP_PARAMETER_BAD;
   if (attributes.error != SLP_OK) {
     callback(handle, nullptr, attributes.error, cookie);
     return attributes.error;
@@ -262,4 +291,8 @@ void SLPFree(void* memory) {
   std::free(url);
 }
 
-void SLPSetLog(SLPLogCallback, void*) {}
+void SLPSetLog(SLPLogCallback callback, void* cookie) {
+  const std::lock_guard lock(support::gMutex);
+  support::gLog = callback;
+  support::gLogCookie = cookie;
+}

@@ -31,6 +31,8 @@ class FakeSlp {
   // What the calls answer from now on.
   void answerOpen(SLPError result);
   void answerRegister(SLPError result);
+  /// Registrations of this URL alone fail, unless all do.
+  void failRegister(const std::string& url, SLPError result);
   void answerDeregister(SLPError result);
   /// A search of the type reports these URLs and its end, and answers `result`.
   void setServices(const std::string& type, std::vector<std::string> urls, SLPError result = SLP_OK);
@@ -40,6 +42,11 @@ class FakeSlp {
   void failAttributes(const std::string& url, SLPError error);
   /// While held, searches and inquiries stay inside their call; closing the handle of one ends it.
   void hold(bool on);
+  /// The same for inquiries alone.
+  void holdInquiries(bool on);
+
+  /// The library logs something, with a level of syslog. False when nobody listens to it.
+  static bool say(int level, const char* text);
 
   // What was called.
   std::vector<Registration> registrations() const;
@@ -49,6 +56,8 @@ class FakeSlp {
   std::vector<std::string> inquiries() const;
   std::size_t opened() const;
   std::size_t openHandles() const;
+  /// Calls of SLPClose, of whatever handle.
+  std::size_t closings() const;
   /// Calls that are held at the moment.
   std::size_t held() const;
 
@@ -72,22 +81,25 @@ class FakeSlp {
 
   bool isOpen(SLPHandle handle) const;
   /// Waits while held; false when the handle was closed meanwhile.
-  bool pass(SLPHandle handle);
+  bool pass(SLPHandle handle, const bool& isHeld);
 
   mutable std::mutex mMutex;  ///< guards what follows
   std::condition_variable mChanged;
   SLPError mOpenResult = SLP_OK;
   SLPError mRegisterResult = SLP_OK;
+  std::map<std::string, SLPError> mRegisterFailures;
   SLPError mDeregisterResult = SLP_OK;
   std::map<std::string, Services> mServices;
   std::map<std::string, Attributes> mAttributes;
-  bool mHold = false;
+  bool mHoldSearches = false;
+  bool mHoldInquiries = false;
   std::size_t mHeld = 0;
   std::vector<Registration> mRegistrations;
   std::vector<std::string> mDeregistrations;
   std::vector<std::string> mSearches;
   std::vector<std::string> mInquiries;
   std::size_t mOpened = 0;
+  std::size_t mClosings = 0;
   std::set<SLPHandle> mOpen;
 };
 
