@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "discovery/AnnouncedServers.h"
 #include "discovery/DiscoveryMap.h"
 #include "discovery/Limits.h"
 #include "support/LogCapture.h"
@@ -63,11 +64,15 @@ void PrintTo(const Unreadable& row, std::ostream* out) {
   *out << row.name;
 }
 
-class UnreadableDetails : public DiscoveryMapTest, public ::testing::WithParamInterface<Unreadable> {};
+class UnreadableDetails : public ::testing::TestWithParam<Unreadable> {
+ protected:
+  discovery::AnnouncedServers servers;
+  const support::LogCapture log;
+};
 
 TEST_P(UnreadableDetails, AreLoggedWithTheirPlaceAndFileNothing) {
-  DiscoveryMap::addDiscoveredHost("10.0.0.7", GetParam().text, false);
-  EXPECT_TRUE(DiscoveryMap::getDiscoveredHost().empty());
+  servers.add("10.0.0.7", GetParam().text, false);
+  EXPECT_TRUE(servers.snapshot()->empty());
   const auto errors = log.texts(utils::LOG_ERROR);
   ASSERT_EQ(errors.size(), 1u);
   const std::string beginning =
@@ -84,6 +89,47 @@ INSTANTIATE_TEST_SUITE_P(
                                  ", at line: 2 offset: 9"},
                       Unreadable{"a text after the document", "{}\n{}", "ParseException", ", at line: 2 offset: 1"},
                       Unreadable{"a document of another type", "[1]", "ParseException", ", at line: 1 offset: 1"}));
+
+TEST(AnnouncedServers, LogTheFirstOfManyUnusableAnnouncementsOfEachKind) {
+  discovery::AnnouncedServers servers;
+  const support::LogCapture log;
+  for (int i = 0; i < 100; ++i) {
+    servers.add(std::to_string(i), i % 2 == 0 ? "{" : "?", false);
+    servers.add(std::to_string(i), "", false);
+  }
+  EXPECT_EQ(log.texts(utils::LOG_ERROR).size(), 1u);
+  EXPECT_EQ(log.texts(utils::LOG_FAILURE),
+            std::vector<std::string>{"DiscoveryMap:addDiscoveredHost:Server Details List is$ Empty"});
+  EXPECT_TRUE(servers.snapshot()->empty());
+}
+
+TEST(AnnouncedServers, AreReplacedByWhatAPassFoundAndWhatWasAnnouncedSinceItBegan) {
+  discovery::AnnouncedServers servers;
+  servers.add("before", "{}", false);
+  servers.passBegins();
+  servers.add("during", "{}", false);
+  servers.withdraw("goes");
+  servers.passEnds({{"found", {}}, {"goes", {}}});
+  EXPECT_EQ(*servers.snapshot(), (Hosts{{"during", {}}, {"found", {}}}));
+}
+
+TEST(AnnouncedServers, StayWhenAPassFoundNothing) {
+  discovery::AnnouncedServers servers;
+  servers.add("before", "{}", false);
+  servers.add("goes", "{}", false);
+  servers.passBegins();
+  servers.add("during", "{}", false);
+  servers.withdraw("goes");
+  servers.passEnds({});
+  EXPECT_EQ(*servers.snapshot(), (Hosts{{"before", {}}, {"during", {}}}));
+}
+
+TEST_F(DiscoveryMapTest, LosesAServerThatWithdraws) {
+  DiscoveryMap::updateServerList({{"a", {}}, {"b", {}}});
+  DiscoveryMap::withdraw("a");
+  DiscoveryMap::withdraw("unknown");
+  EXPECT_EQ(DiscoveryMap::getDiscoveredHost(), (Hosts{{"b", {}}}));
+}
 
 TEST_F(DiscoveryMapTest, GivesACopy) {
   DiscoveryMap::addDiscoveredHost("a", "{}", false);
