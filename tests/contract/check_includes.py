@@ -4,7 +4,8 @@
 usage: check_includes.py <src>
 
 Everything is included from the root of the tree, so that the compiler would accept any arrow. This finds includes that
-go against the table below, includes of files that are not there, and circles of files.
+go against the table below, includes of files that are not there, includes of the SLP library's header in folders that have
+nothing to do with it, and circles of files.
 """
 
 import re
@@ -31,14 +32,30 @@ ALLOWED = {
     "cli": {"json", "httpclient", "heartbeat/AnnounceRecord.h"},  # an outsider
 }
 
+# Whoever else wants something of SLP asks the inventory.
+MAY_INCLUDE_SLP = {"slp", "discovery", "cli"}
+
+INCLUDE_OF_SLP = re.compile(r"^\s*#\s*include\s*<slp\.h>")
 INCLUDE = re.compile(r'^\s*#\s*include\s*"([^"]+)"')
 INCLUDE_OF_OURS = re.compile(r"^\s*#\s*include\s*<((?:%s)/[^>]+)>" % "|".join(ALLOWED))
 SUFFIXES = {".h", ".cpp", ".in"}
 
 
+def lines(path):
+    return enumerate(path.read_text(encoding="utf-8").splitlines(), start=1)
+
+
+def slp_problems(path, file):
+    """Includes of the SLP library's header where it does not belong."""
+    if file.split("/")[0] in MAY_INCLUDE_SLP:
+        return []
+    return [f"{file}:{number}: <slp.h>: {file.split('/')[0]}/ may not include it"
+            for number, line in lines(path) if INCLUDE_OF_SLP.match(line)]
+
+
 def includes(path):
     """Yields line number and included file of each include that is not a system's or a library's."""
-    for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), start=1):
+    for number, line in lines(path):
         found = INCLUDE.match(line) or INCLUDE_OF_OURS.match(line)
         if found:
             yield number, found.group(1)
@@ -97,6 +114,7 @@ def problems(root):
         if file.split("/")[0] not in ALLOWED:
             found.append(f"{file}: its folder has no rule in check_includes.py")
             continue
+        found += slp_problems(path, file)
         graph[file] = []
         for number, included in includes(path):
             problem = arrow_problem(root, file, included)

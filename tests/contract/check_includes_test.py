@@ -71,6 +71,16 @@ class CheckIncludes(unittest.TestCase):
         self.write("discovery/Wrong.h", '#include "heartbeat/HeartBeatWindows.h"')
         self.assertEqual(len(self.problems()), 1)
 
+    def test_keeps_the_header_of_slp_to_those_who_speak_it(self):
+        for folder in ("slp/api", "discovery", "cli"):
+            self.write(f"{folder}/Right.h", "#include <slp.h>")
+        self.assertEqual(self.problems(), [])
+        for folder in ("json", "framework", "heartbeat", "plugins", "httpclient", "host"):
+            with self.subTest(folder=folder):
+                self.write(f"{folder}/Wrong.h", " # include <slp.h>  // never mind")
+                self.assertEqual(self.problems(), [f"{folder}/Wrong.h:2: <slp.h>: {folder}/ may not include it"])
+                (self.root / folder / "Wrong.h").unlink()
+
     def test_catches_an_arrow_between_angle_brackets(self):
         self.write("framework/Wrong.h", "#include <host/App.h>")
         self.write("host/App.h")
