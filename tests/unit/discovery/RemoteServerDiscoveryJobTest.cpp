@@ -1,6 +1,9 @@
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -237,6 +240,25 @@ TEST_F(RemoteServerDiscoveryJob, BearsAUrlThatIsNone) {
 TEST_F(RemoteServerDiscoveryJob, ReadsAnAnswerThatNobodyAskedForOnThisThread) {
   EXPECT_EQ(Job::slpAttributeCallback(nullptr, ownAttributes().c_str(), SLP_OK), SLP_TRUE);
   EXPECT_TRUE(isFiled());
+}
+
+/// A machine that cannot even be asked for its addresses.
+class ThrowingSystem : public support::FakeSystem {
+ public:
+  int getIPAddresses(std::string (&)[kMaxAddresses], std::string (&)[kMaxAddresses], int&, int&) override {
+    throw std::runtime_error("no system");
+  }
+};
+
+TEST_F(RemoteServerDiscoveryJob, LetsNoExceptionIntoTheSlpLibrary) {
+  const ThrowingSystem throwing;
+  slp.setAttributes(kUrl, ownAttributes());
+  EXPECT_NO_THROW(run(kUrl));
+  EXPECT_TRUE(hasError("RemoteServerDiscoveryJob:slpAttributeCallback: ended by an exception:no system"));
+  EXPECT_TRUE(hasError("RemoteServerDiscoveryJob::slpAttributeCallback failed with error code: 1, for IP="))
+      << "the library went on to the end of the answers";
+  EXPECT_EQ(slp.openHandles(), 0u);
+  EXPECT_TRUE(isNowhere());
 }
 
 TEST_F(RemoteServerDiscoveryJob, RunsBesideOthersEachForItsOwnServer) {
