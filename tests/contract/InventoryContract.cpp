@@ -8,12 +8,14 @@
 #include "discovery/DiscoveryMap.h"
 #include "discovery/Host.h"
 #include "discovery/RemoteServerDiscovery.h"
+#include "discovery/RemoteServerDiscoveryJob.h"
 #include "discovery/ServerDiscovery.h"
 
 namespace {
 
 using contract::slotOf;
 using discovery::DiscoveryMap;
+using discovery::RemoteServerDiscoveryJob;
 using discovery::ServerDiscovery;
 using Hosts = std::map<std::string, json::Object>;
 using Status = http::HTTPCommand::HTTPStatus_;
@@ -31,6 +33,7 @@ PIN(&ServerDiscovery::getSearchHost, int (ServerDiscovery::*)(std::string, json:
 PIN(&ServerDiscovery::getDiscoveredServerStatus, int (ServerDiscovery::*)());
 PIN(&ServerDiscovery::removeSpecificServer, bool (ServerDiscovery::*)(std::string));
 PIN(&ServerDiscovery::getDiscoveredHosts, void (ServerDiscovery::*)(Hosts&));
+PIN(&ServerDiscovery::startDiscovery, void (ServerDiscovery::*)());
 PIN(&ServerDiscovery::mMutex, utils::Mutex ServerDiscovery::*);
 PIN(&ServerDiscovery::mHostListMutex, utils::Mutex ServerDiscovery::*);
 PIN(&ServerDiscovery::mapUnreachableIP, discovery::UnreachableAddresses ServerDiscovery::*);
@@ -57,6 +60,12 @@ PIN(&RemoteServerDiscovery::getRemoteServerDetails,
 PIN(&RemoteServerDiscovery::getLocalServerDetails,
     Status (RemoteServerDiscovery::*)(std::string, std::string, json::Object&));
 PIN(&RemoteServerDiscovery::isLocalServer, bool (RemoteServerDiscovery::*)(json::Array, std::string));
+PIN(&RemoteServerDiscovery::addSlpAttributes,
+    void (RemoteServerDiscovery::*)(const std::string&, const std::string&, std::string&));
+PIN(&RemoteServerDiscovery::slpRegistrationReport, void (*)(SLPHandle, SLPError, void*));
+PIN(&RemoteServerDiscovery::slpUrlCallback, SLPBoolean (*)(SLPHandle, const char*, unsigned short, SLPError, void*));
+PIN(&RemoteServerDiscovery::discoverSLPServers, int (RemoteServerDiscovery::*)());
+PIN(&RemoteServerDiscovery::startRemoteServerThread, void (*)());
 PIN(&RemoteServerDiscovery::mSlpLock, utils::Mutex RemoteServerDiscovery::*);
 PIN(&RemoteServerDiscovery::discoveredSLPServers, discovery::ServiceUrls RemoteServerDiscovery::*);
 PIN(&RemoteServerDiscovery::mSearchedHosts, discovery::HostTable*);
@@ -70,6 +79,14 @@ PIN(&RemoteServerDiscovery::mDiscoveryStatus, std::atomic<std::int32_t>*);
 PIN(&RemoteServerDiscovery::mRegistrationUrl, discovery::Published<const std::string>*);
 PIN(&RemoteServerDiscovery::mLocalHost, discovery::Published<const Host>*);
 PIN(&RemoteServerDiscovery::formDummyServerJson, void (RemoteServerDiscovery::*)(json::Object&, std::string));
+
+// The look at one server that SLP has found
+static_assert(std::is_base_of_v<utils::ThreadPoolJob, RemoteServerDiscoveryJob>);
+static_assert(std::is_constructible_v<RemoteServerDiscoveryJob, std::string>);
+PIN(&RemoteServerDiscoveryJob::execute, void (RemoteServerDiscoveryJob::*)());
+PIN(&RemoteServerDiscoveryJob::getAttributes, int (RemoteServerDiscoveryJob::*)(const char*));
+PIN(&RemoteServerDiscoveryJob::slpAttributeCallback, SLPBoolean (*)(SLPHandle, const char*, SLPError));
+PIN(&RemoteServerDiscoveryJob::mJobThreadUrls, discovery::JobThreadUrls*);
 
 // The table of announced servers
 PIN(&DiscoveryMap::addDiscoveredHost, void (*)(std::string, std::string, bool));

@@ -38,6 +38,9 @@ PIN(&ServerDiscoveryPlugin::ReplaceAll,
     std::string (ServerDiscoveryPlugin::*)(std::string, const std::string&, const std::string&));
 static_assert(std::is_member_function_pointer_v<decltype(&ServerDiscoveryPlugin::registerServiceDiscovery)>);
 static_assert(std::is_member_function_pointer_v<decltype(&ServerDiscoveryPlugin::deRegisterServiceDiscovery)>);
+PIN(&ServerDiscoveryPlugin::updateSLPRegistration,
+    unsigned short (ServerDiscoveryPlugin::*)(std::string, bool, std::string, std::string));
+PIN(&ServerDiscoveryPlugin::startIPChangeMonitorThread, void (*)());
 
 static_assert(std::has_virtual_destructor_v<plugins::PluginRegistration<ServerDiscoveryPluginProxy>>);
 
