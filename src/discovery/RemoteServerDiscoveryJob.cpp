@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <exception>
+#include <memory>
 #include <string_view>
 #include <utility>
 
@@ -19,11 +20,10 @@ LogThrottle gTooLong;
 
 /// "" for what is no service URL.
 std::string hostOf(const std::string& serviceUrl) {
-  SLPSrvURL* parsed = nullptr;
-  if (SLPParseSrvURL(serviceUrl.c_str(), &parsed) != SLP_OK || parsed == nullptr) return {};
-  std::string host = parsed->s_pcHost == nullptr ? "" : parsed->s_pcHost;
-  SLPFree(parsed);
-  return host;
+  SLPSrvURL* url = nullptr;
+  if (SLPParseSrvURL(serviceUrl.c_str(), &url) != SLP_OK || url == nullptr) return {};
+  const std::unique_ptr<SLPSrvURL, decltype(&SLPFree)> parsed(url, &SLPFree);
+  return parsed->s_pcHost == nullptr ? "" : parsed->s_pcHost;
 }
 
 /// Nothing of a list that no SLP reply could carry.
