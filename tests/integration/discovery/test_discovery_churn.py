@@ -7,6 +7,7 @@ import pathlib
 from peers import REGISTERED
 
 CHANGES = 1000
+CHANGES_UNDER_SANITIZERS = 200
 WARM_UP = 50
 
 
@@ -54,6 +55,7 @@ def test_a_thousand_registrations_leave_threads_descriptors_and_memory_where_the
     restless = peers.start("restless", settings={"ip_change_polling_interval": 10})
     beside = peers.start("beside")
     both = [restless, beside]
+    changes = CHANGES if patience == 1 else CHANGES_UNDER_SANITIZERS
     peers.wait_until_they_list_one_another(*both)
 
     def churn(numbers):
@@ -66,8 +68,8 @@ def test_a_thousand_registrations_leave_threads_descriptors_and_memory_where_the
         churn(range(WARM_UP))
         peers.wait_until_they_list_one_another(*both)
         usage = {peer: Usage.of(peer) for peer in both}
-        churn(range(WARM_UP, WARM_UP + CHANGES))
-        assert registrations.count >= WARM_UP + CHANGES
+        churn(range(WARM_UP, WARM_UP + changes))
+        assert registrations.count >= WARM_UP + changes
     peers.wait_until_they_list_one_another(*both)
 
     for peer, before in usage.items():
@@ -79,5 +81,5 @@ def test_a_thousand_registrations_leave_threads_descriptors_and_memory_where_the
         if patience == 1:  # sanitizers keep memory that was given back
             assert Usage.of(peer).kilobytes < before.kilobytes + 4096, (before, Usage.of(peer))
     peers.wait_for(
-        lambda: beside.listed()["restless"]["lastUpdatedCounter"] >= CHANGES, "the last registration is known"
+        lambda: beside.listed()["restless"]["lastUpdatedCounter"] > changes, "the last registration is known"
     )
