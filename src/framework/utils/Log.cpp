@@ -1,6 +1,7 @@
 #include "framework/utils/Log.h"
 
 #include <atomic>
+#include <chrono>
 #include <locale>
 #include <memory>
 #include <mutex>
@@ -9,6 +10,7 @@
 #include <spdlog/common.h>
 #include <spdlog/details/log_msg.h>
 #include <spdlog/pattern_formatter.h>
+#include <spdlog/sinks/dup_filter_sink.h>
 #include <spdlog/sinks/rotating_file_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
 
@@ -34,17 +36,39 @@ constexpr std::size_t kMaxFileBytes = 10 * 1024 * 1024;
 constexpr std::size_t kOldFiles = 5;
 constexpr const char* kPattern = "%Y-%m-%dT%H:%M:%S.%e%z %l [%t] %v";
 
-std::unique_ptr<spdlog::formatter> formatter() {
-  return std::make_unique<spdlog::pattern_formatter>(kPattern);
-}
+/// For how long a warning or error is not written again while it follows itself. Some come with every server that a
+/// pass looks at.
+constexpr std::chrono::seconds kRepeatInterval{60};
+
+/// One place where records go.
+class Output {
+ public:
+  explicit Output(std::shared_ptr<spdlog::sinks::sink> sink) : mAll(std::move(sink)), mFailures(kRepeatInterval) {
+    mAll->set_formatter(std::make_unique<spdlog::pattern_formatter>(kPattern));
+    mFailures.add_sink(mAll);
+  }
+
+  void write(const spdlog::details::log_msg& message) {
+    if (message.level >= spdlog::level::warn) {
+      mFailures.log(message);
+    } else {
+      mAll->log(message);
+    }
+    mAll->flush();
+  }
+
+ private:
+  std::shared_ptr<spdlog::sinks::sink> mAll;
+  spdlog::sinks::dup_filter_sink_st mFailures;  ///< hands on to the other, and counts what it leaves out
+};
 
 /// Where records go. Never destroyed: static destructors of plug-ins log, too, and threads may until the very end.
 struct Log {
   std::atomic<unsigned int> mask = kDefaultMask;
 
   std::mutex mutex;  ///< guards what follows
-  std::unique_ptr<spdlog::sinks::sink> console;
-  std::unique_ptr<spdlog::sinks::sink> file;
+  std::unique_ptr<Output> console;
+  std::unique_ptr<Output> file;
   Sink sink = nullptr;
   void* sinkContext = nullptr;
 
@@ -53,8 +77,7 @@ struct Log {
   void showOnConsole(bool on) {
     console.reset();
     if (!on) return;
-    console = std::make_unique<spdlog::sinks::stderr_sink_mt>();
-    console->set_formatter(formatter());
+    console = std::make_unique<Output>(std::make_shared<spdlog::sinks::stderr_sink_mt>());
   }
 
   static Log& get() {
@@ -78,18 +101,12 @@ spdlog::level::level_enum severity(log_level_t level) {
   }
 }
 
-void writeTo(spdlog::sinks::sink* sink, const spdlog::details::log_msg& message) {
-  if (sink == nullptr) return;
-  sink->log(message);
-  sink->flush();
-}
-
 void writeLine(Log& log, log_level_t level, const std::string& text) {
   if (!log.console && !log.file) return;
   const std::string line = printable(text);
   const spdlog::details::log_msg message("", severity(level), line);
-  writeTo(log.console.get(), message);
-  writeTo(log.file.get(), message);
+  if (log.console) log.console->write(message);
+  if (log.file) log.file->write(message);
 }
 
 }  // namespace
@@ -118,11 +135,11 @@ void write(log_level_t level, const std::string& text) noexcept {
 
 bool setFile(const std::string& path) {
   Log& log = Log::get();
-  std::unique_ptr<spdlog::sinks::sink> file;
+  std::unique_ptr<Output> file;
   try {
     if (!path.empty()) {
-      file = std::make_unique<spdlog::sinks::rotating_file_sink_mt>(path, kMaxFileBytes, kOldFiles);
-      file->set_formatter(formatter());
+      file = std::make_unique<Output>(
+          std::make_shared<spdlog::sinks::rotating_file_sink_mt>(path, kMaxFileBytes, kOldFiles));
     }
   } catch (const spdlog::spdlog_ex&) {
     return false;

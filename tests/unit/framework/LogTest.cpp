@@ -169,6 +169,21 @@ TEST_F(LogFile, GetsOneLineForEachRecord) {
   EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2);
 }
 
+TEST_F(LogFile, TakesAFailureThatFollowsItselfOnce) {
+  ASSERT_TRUE(logging::setFile(mPath));
+  logging::setMask(logging::kDefaultMask | utils::LOG_DETAIL);
+  for (int i = 0; i < 3; ++i) {
+    formatted_log_t(utils::LOG_ERROR, "failed again");
+    formatted_log_t(utils::LOG_DETAIL, "what goes on meanwhile");
+  }
+  formatted_log_t(utils::LOG_ERROR, "another failure");
+  logging::setMask(logging::kDefaultMask);
+  const std::string text = content();
+  EXPECT_THAT(text, testing::ContainsRegex("failed again\n(.*meanwhile\n){3}"));
+  EXPECT_EQ(text.find("failed again"), text.rfind("failed again"));
+  EXPECT_THAT(text, testing::ContainsRegex("Skipped 2 duplicate messages.*\n.*another failure\n"));
+}
+
 TEST_F(LogFile, IsAppendedTo) {
   ASSERT_TRUE(logging::setFile(mPath));
   formatted_log_t(utils::LOG_ERROR, "first");
@@ -188,7 +203,7 @@ TEST_F(LogFile, IsKeptUnderANumberWhenItIsFull) {
   ASSERT_TRUE(logging::setFile(mPath));
   const std::string record(8000, 'x');
   for (int i = 0; i < 1400; ++i)  // 11 MB, and a file takes 10
-    formatted_log_t(utils::LOG_ERROR, "%1%") % record;
+    formatted_log_t(utils::LOG_ERROR, "%1% %2%") % i % record;
   EXPECT_TRUE(std::filesystem::exists(mPath + ".1"));
   EXPECT_LT(std::filesystem::file_size(mPath), 10u << 20);
   std::filesystem::remove(mPath + ".1");
