@@ -133,7 +133,7 @@ class PluginTest : public testing::Test {
   support::FakeSlp slp;
   support::FakeHeartBeat heartBeat;
   support::ManagerGuard managerGuard;
-  PluginRegistration<ServerDiscoveryPluginProxy> registration;
+  PluginRegistration<ServerDiscoveryPluginProxy> resources;
   support::FakePlugin host;
 
   int detailsCalls = 0;
