@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""bench/discovery.py BUILD: what one discovery pass costs a kvt-server that finds many servers, as a table. BUILD is the
+"""bench/discovery.py BUILD: what one pass costs a kvt-server that finds many servers, as a table. BUILD is the
 folder of a release build. The servers are simulated by one process on a host of its own, with a real record, real SLP
 and real HTTP each. `lab/enter` may have to stand before it."""
 
