@@ -64,10 +64,7 @@ void AnnounceListener::serve(int descriptor, AnnounceBytes& buffer, const Handle
   if (descriptor == mSocket->descriptor()) {
     receiveOne(buffer, handle);
   } else if (descriptor == mNetwork.notifications()) {
-    const NetworkWatch::Changes changes = mNetwork.takeNotifications();
-    if (changes.isIncomplete) mSocket->memberships().renewAll();
-    for (const unsigned int interface : changes.lostAddress)
-      mSocket->memberships().renew(interface);
+    mNetwork.takeNotifications();
   } else if (descriptor == mNetwork.alarm()) {
     if (mNetwork.takeAlarm()) mSocket->renew();
   }

@@ -20,7 +20,6 @@ class AnnounceSocket {
   AnnounceSocket& operator=(const AnnounceSocket&) = delete;
 
   int descriptor() const { return mSocket.get(); }
-  GroupMemberships& memberships() { return mMemberships; }
 
   /// Brings the memberships up to date and tries again to bind if that failed before.
   void renew();

@@ -53,24 +53,6 @@ void GroupMemberships::followInterfaces() {
   }
 }
 
-void GroupMemberships::renew(unsigned int interface) {
-  const std::lock_guard lock(mMutex);
-  if (!mJoined.contains(interface)) return;
-  leave(interface);
-  // Without an address the interface takes no member; it is joined again when it is listed again.
-  if (changeMembership(mSocket, IP_ADD_MEMBERSHIP, interface) == 0) mJoined.insert(interface);
-}
-
-void GroupMemberships::renewAll() {
-  for (const unsigned int interface : interfaces())
-    renew(interface);
-}
-
-std::set<unsigned int> GroupMemberships::interfaces() const {
-  const std::lock_guard lock(mMutex);
-  return mJoined;
-}
-
 void GroupMemberships::join(unsigned int interface, const std::string& name) {
   const int error = changeMembership(mSocket, IP_ADD_MEMBERSHIP, interface);
   // It may be the one that the routes named.

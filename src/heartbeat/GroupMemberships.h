@@ -19,12 +19,6 @@ class GroupMemberships {
   void joinByRoute();
   /// Joins on every interface of this machine that has an IPv4 address, and leaves those that are gone.
   void followInterfaces();
-  /// The kernel forgets the groups of an interface that loses its last address, though the socket still counts as a
-  /// member.
-  void renew(unsigned int interface);
-  void renewAll();
-
-  std::set<unsigned int> interfaces() const;
 
  private:
   // With the mutex held.
@@ -32,7 +26,7 @@ class GroupMemberships {
   void leave(unsigned int interface);
 
   const int mSocket;
-  mutable std::mutex mMutex;       ///< guards what follows
+  std::mutex mMutex;               ///< guards what follows
   std::set<unsigned int> mJoined;  ///< indexes of interfaces
 };
 

@@ -6,13 +6,11 @@
 #include <cstdint>
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
-#include <span>
 #include <sys/socket.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
 
 #include "framework/utils/Log.h"
-#include "framework/utils/NetlinkMessages.h"
 
 namespace heartbeat {
 namespace {
@@ -20,7 +18,6 @@ namespace {
 constexpr itimerspec kAlarmDelay{{0, 0}, {0, 100'000'000}};  // 0.1 s, once
 /// Notifications taken by one call, so that a storm cannot hold the thread.
 constexpr int kMaxTaken = 256;
-constexpr std::size_t kBufferSize = 8'192;
 
 int openNotifications() {
   Descriptor netlink(socket(AF_NETLINK, SOCK_RAW | SOCK_NONBLOCK | SOCK_CLOEXEC, NETLINK_ROUTE));
@@ -32,15 +29,6 @@ int openNotifications() {
   return netlink.release();
 }
 
-void collectLostAddresses(std::span<const std::byte> bytes, std::set<unsigned int>& interfaces) {
-  while (const auto message = utils::netlink::nextMessage(bytes)) {
-    if (message->type != RTM_DELADDR) continue;
-    if (const auto address = utils::netlink::readAddress(message->payload)) {
-      interfaces.insert(static_cast<unsigned int>(address->linkIndex));
-    }
-  }
-}
-
 }  // namespace
 
 bool NetworkWatch::open() {
@@ -48,25 +36,20 @@ bool NetworkWatch::open() {
   if (mNotifications) mAlarm = Descriptor(timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC));
   if (mNotifications && mAlarm) return true;
   const int error = errno;
+  mNotifications = Descriptor();
   utils::formatted_log_t(utils::LOG_FAILURE, "HeartBeatWin:CreateNetConnections:cannot follow the interfaces:%1%") %
       error;
   return false;
 }
 
-NetworkWatch::Changes NetworkWatch::takeNotifications() {
-  Changes changes;
-  std::array<std::byte, kBufferSize> buffer;
+void NetworkWatch::takeNotifications() {
+  // What changed is not read, since the interfaces are listed anew; and a notification that was lost (ENOBUFS) says as
+  // much as one that was not.
+  std::array<std::byte, 1> ignored;
   for (int taken = 0; taken < kMaxTaken; ++taken) {
-    const ssize_t length = recv(mNotifications.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
-    if (length < 0 && errno == ENOBUFS) {
-      changes.isIncomplete = true;
-      continue;
-    }
-    if (length <= 0) break;
-    collectLostAddresses(std::span(buffer).first(static_cast<std::size_t>(length)), changes.lostAddress);
+    if (recv(mNotifications.get(), ignored.data(), ignored.size(), MSG_DONTWAIT) < 0 && errno != ENOBUFS) break;
   }
   setAlarm();
-  return changes;
 }
 
 bool NetworkWatch::takeAlarm() {

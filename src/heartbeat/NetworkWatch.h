@@ -1,7 +1,5 @@
 #pragma once
 
-#include <set>
-
 #include "heartbeat/Descriptor.h"
 
 namespace heartbeat {
@@ -11,11 +9,6 @@ namespace heartbeat {
 /// thread.
 class NetworkWatch {
  public:
-  struct Changes {
-    std::set<unsigned int> lostAddress;  ///< indexes of interfaces
-    bool isIncomplete = false;           ///< there were more than the kernel keeps
-  };
-
   /// False when the kernel refuses, which is logged.
   bool open();
 
@@ -23,8 +16,8 @@ class NetworkWatch {
   int notifications() const { return mNotifications.get(); }
   int alarm() const { return mAlarm.get(); }
 
-  /// What has come; does not block. Sets the alarm.
-  Changes takeNotifications();
+  /// Takes what has come and sets the alarm; does not block.
+  void takeNotifications();
   /// Whether the alarm rang; silences it.
   bool takeAlarm();
 
