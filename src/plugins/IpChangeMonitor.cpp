@@ -75,6 +75,7 @@ void ServerDiscoveryPlugin::followLocalServer() {
         "ServerDiscoveryPl::startIPChangeMonitorThread:Registration Failed WIth return code:= %1% for IP:%2%") %
         result % address;
   }
+  state.setLocalServerIp(registration.address);
   state.setRegistration(std::move(registration));
 }
 

@@ -65,6 +65,7 @@ void ServerDiscoveryPlugin::registerLocalServer() {
         result % address;
   }
   PluginState& state = PluginState::instance();
+  state.setLocalServerIp(registration.address);  // by which the list knows the local server among the found ones
   state.setRegistration(std::move(registration));
   if (isHidden || state.monitor) return;  // one monitor follows the server for all service objects
   state.monitor = std::make_unique<utils::Thread>("IPChangeMonitorThread", startIPChangeMonitorThread);

@@ -38,4 +38,10 @@ void PluginState::setLocalServer(LocalServer localServer) {
   mLocalServer.store(std::make_shared<const LocalServer>(std::move(localServer)));
 }
 
+void PluginState::setLocalServerIp(std::string ip) {
+  LocalServer changed = *localServer();
+  changed.ip = std::move(ip);
+  setLocalServer(std::move(changed));
+}
+
 }  // namespace plugins

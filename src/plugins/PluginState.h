@@ -57,6 +57,8 @@ class PluginState {
   /// Never null.
   std::shared_ptr<const LocalServer> localServer() const { return mLocalServer.load(); }
   void setLocalServer(LocalServer localServer);
+  /// Changes nothing else of the local server.
+  void setLocalServerIp(std::string ip);
 
   /// Follows the local server's details; null when it does not run.
   std::unique_ptr<utils::Thread> monitor;

@@ -70,6 +70,7 @@ TEST_F(IpChangeMonitor, RegistersUnderTheNewAddress) {
   EXPECT_EQ(registration->details, serverRecord("local", "10.0.0.2"));
   EXPECT_EQ(registration->text, support::written(serverRecord("local", "10.0.0.2")));
   EXPECT_EQ(registration->hashCode, utils::StringHelper::getStringArrayHashCode(registration->text));
+  EXPECT_EQ(state().localServer()->ip, "10.0.0.2") << "by which the list knows the server";
 }
 
 TEST_F(IpChangeMonitor, WithdrawsTheLastRegistrationAtTheEnd) {

@@ -101,6 +101,12 @@ TEST_F(LocalRegistration, IsUnderABareIPv6AddressWithoutAnIPv4One) {
   EXPECT_THAT(registeredUrls(), ElementsAre("service:x-mgmt.quorvel:kvt://2001:db8::1:8443"));
 }
 
+TEST_F(LocalRegistration, TellsTheListTheAddressByWhichItKnowsTheServer) {
+  system.setAddresses({}, {"2001:db8::1"});
+  startUp();
+  EXPECT_EQ(state().localServer()->ip, "2001:db8::1") << "its first interface has no IPv4 address to know it by";
+}
+
 TEST_F(LocalRegistration, RemembersTheLastAttemptWhenAllFail) {
   system.setAddresses({"10.0.0.1", "10.0.0.2"});
   slp.answerRegister(SLP_NETWORK_INIT_FAILED);
