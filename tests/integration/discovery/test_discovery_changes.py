@@ -94,6 +94,20 @@ def test_a_server_without_an_address_at_its_start_is_found_when_it_has_one(segme
     assert addresses(one.listed()["two"]) == {"10.88.0.200"}
 
 
+def test_a_server_that_loses_all_its_addresses_and_gets_one_back_is_found_again(peers, segment):
+    one = peers.start("one")
+    host = segment.host("two", ipv6=False)
+    two = peers.start(host)
+    peers.wait_until_they_list_one_another(one, two)
+    address, host.ipv4 = host.ipv4, None
+    host.remove_address(address)
+    peers.wait_for(lambda: one.names() == ["one"], "it is gone", 60)
+    assert two.names() == ["two"]
+    host.add_address("10.88.0.200")
+    host.ipv4 = "10.88.0.200"
+    peers.wait_until_they_list_one_another(one, two)
+
+
 def test_an_interface_that_comes_later_is_told_of(segment, peers, pair):
     one, two = pair
     new, _ = segment.attach(two.host, "eth1")

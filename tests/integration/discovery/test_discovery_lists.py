@@ -41,6 +41,18 @@ def test_what_is_listed_are_the_details_of_each(three):
         assert peer.host.ipv4 in [nic["ipV4"] for nic in details[peer.name]["os"]["network"]["nics"]]
 
 
+def test_a_list_tells_by_which_address_each_server_was_reached(three, peers):
+    """Of one that is only known by its announcement nobody can tell, until a pass has asked it."""
+    expected = {peer.name: {"ipV4": peer.host.ipv4} for peer in three}
+    for peer in three:
+
+        def reached(peer=peer):
+            listed = peer.listed()
+            return {name: each["os"]["network"].get("lastCommunicatedIp") for name, each in listed.items()}
+
+        peers.wait_for(lambda: reached() == expected, f"{peer.name} tells {expected}")
+
+
 def test_nothing_changes_while_nothing_happens(three, peers):
     before = [peer.passes() for peer in three]
 
