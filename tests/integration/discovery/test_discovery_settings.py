@@ -55,8 +55,7 @@ def test_a_server_that_does_not_announce_sends_nothing_to_the_group(peers, overh
 class Forger:
     """A host whose server is not registered by itself, but with attributes of somebody else's making."""
 
-    def __init__(self, peers, peer, attributes):
-        self._peers = peers
+    def __init__(self, peer, attributes):
         url = f"{TYPE}://{peer.host.ipv4}:8443"
         command = peer.host.command(peer.control, "slp", "register", url, attributes)
         self._process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
@@ -73,7 +72,7 @@ class Forger:
 
 
 def attributes_of(peer):
-    """As another one registers them, with its identifier and addresses put in place."""
+    """The details that a server has registered."""
     text = peer.kvtctl("slp", "attrs", f"{TYPE}://{peer.host.ipv4}:8443").stdout.rstrip("\n")
     begin, end = f"(ip={peer.host.ipv4}))(server=", ")"
     assert text.startswith(begin) and text.endswith(end), text
@@ -81,6 +80,7 @@ def attributes_of(peer):
 
 
 def forged(one, address):
+    """What another server has registered, under a name and an address that its digest does not cover."""
     details = attributes_of(one)
     details["properties"]["displayId"] = "forged"
     for nics in (details["properties"]["nics"], details["properties"]["os"]["network"]["nics"]):
@@ -94,7 +94,7 @@ def test_a_server_with_a_wrong_digest_is_left_out_only_when_strict(peers, strict
     forger = peers.start("forger", settings={"installation_oem_type": 3})
     peers.wait_until_all_list([one, two], ["one", "two"])
     address = forger.host.ipv4
-    with Forger(peers, forger, forged(one, address)):
+    with Forger(forger, forged(one, address)):
         entered = f"RemoteServerDiscovery:addDiscoveredHost:entered with strServerIp:{address}"
         for peer in (one, two):
             peers.wait_for(lambda peer=peer: peer.count(entered) > 1, f"{peer.name} has looked at it", 60)
