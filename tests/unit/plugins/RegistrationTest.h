@@ -33,6 +33,12 @@ class RegistrationTest : public PluginTest {
     });
   }
 
+  /// Nobody asks for the details any more when they go.
+  ~RegistrationTest() override {
+    stopMonitor();
+    stopDiscovery();
+  }
+
   /// What the details resource gives from now on.
   void setDetails(const json::Object& details) {
     const std::lock_guard lock(mMutex);
