@@ -299,6 +299,9 @@ TEST_F(HeartBeatWindowsOfAProcess, ListensLaterWhenThereIsNoSocket) {
     unshare(CLONE_NEWNET);
     support::LogCapture log;
     const std::string exiting = "HeartBeatWin:startSLPNotificationThread:CreateNetConnections:exiting";
+    // Made while there are descriptors, which a sanitizer needs to look at a class for the first time.
+    HeartBeat::getInstance()->terminateThread();
+    utils::Thread("first", [] {}).join();
     {
       const heartbeat::testing::DescriptorLimit none(0);
       HeartBeat::getInstance()->invokeThread();

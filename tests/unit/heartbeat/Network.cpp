@@ -17,6 +17,7 @@
 #include <thread>
 #include <unistd.h>
 
+#include "framework/utils/Log.h"
 #include "heartbeat/GroupAddress.h"
 #include "support/Wait.h"
 
@@ -146,6 +147,10 @@ std::size_t descriptorsOfThisProcess() {
 }
 
 DescriptorLimit::DescriptorLimit(std::size_t more) {
+  // A sanitizer that meets the classes of a stream for the first time makes a pipe to look at them, and takes an error
+  // for a bad object. What fails under the limit is logged, so a record is written before.
+  utils::formatted_log_t(utils::LOG_DETAIL, "%1% more descriptors %2%") % more % "from now on";
+  utils::formatted_log_t(utils::LOG_DETAIL, "%1%") % EMFILE;
   std::vector<Descriptor> free(more + 1);
   for (Descriptor& descriptor : free)
     descriptor = Descriptor(open("/dev/null", O_RDONLY | O_CLOEXEC));
