@@ -10,7 +10,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "lab"))
 
 from netlab import Lab  # noqa: E402
 from server import Build  # noqa: E402
-from watched import Servers  # noqa: E402
+from watched import ADDED_STAYS, Servers  # noqa: E402
 
 
 @pytest.fixture(scope="session")
@@ -51,9 +51,9 @@ def servers(lab, build, plugins, tmp_path):
 
 @pytest.fixture
 def one(lab, servers):
-    return servers.start(lab.add_host("one"))
+    return servers.start(lab.add_host("one"), settings=ADDED_STAYS)
 
 
 @pytest.fixture
 def two(lab, servers):
-    return servers.start(lab.add_host("two"))
+    return servers.start(lab.add_host("two"), settings=ADDED_STAYS)

@@ -3,8 +3,10 @@
 import concurrent.futures
 
 from netlab import wait_for
+from watched import ADDED_STAYS
 
 SILENT = "10.99.0.1"
+LITTLE_ROOM = "[limits]\naction_threads = 2\naction_backlog = 2\n"
 NOT_FOUND = "Element does not contain the expected parameters, so the requested operation cannot be performed"
 
 
@@ -141,7 +143,7 @@ def test_an_action_of_another_name_changes_nothing(one, two):
 def test_a_server_searched_by_name_is_listed_under_its_address_and_not_twice(lab, servers, two, tmp_path):
     names = tmp_path / "hosts"
     names.write_text(f"127.0.0.1 localhost\n{two.host.ipv4} the-other.example\n")
-    one = servers.start(lab.add_host("one"), hosts_file=names)
+    one = servers.start(lab.add_host("one"), settings=ADDED_STAYS, hosts_file=names)
 
     search_and_add(one, "the-other.example", "two")
     found = one.get("/1.0/searchedserver/the-other.example").json["value"]["properties"]
@@ -177,7 +179,7 @@ def test_three_servers_keep_inventories_of_their_own(lab, servers, one, two):
 
 def test_a_host_full_of_searches_still_answers_its_peers(lab, servers, two, patience):
     lab.swallow("10.99.0.0/16")
-    one = servers.start(lab.add_host("one"), config="[limits]\naction_threads = 2\naction_backlog = 2\n")
+    one = servers.start(lab.add_host("one"), settings=ADDED_STAYS, config=LITTLE_ROOM)
     with concurrent.futures.ThreadPoolExecutor(20) as clients:
         searches = [clients.submit(one.search, f"10.99.1.{n}", timeout=60) for n in range(1, 20)]
         wait_for(lambda: any(search.done() for search in searches), 10, "the backlog is full")

@@ -7,6 +7,9 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "lab"))
 
 from server import Server  # noqa: E402
 
+# The settings of a server that does not look for others: a pass may drop what a person has added just then.
+ADDED_STAYS = {"installation_type": 1}
+
 # What a sanitizer's report looks like, in whichever words it begins.
 REPORTS = ("AddressSanitizer", "ThreadSanitizer", "LeakSanitizer", "runtime error:", "DEADLYSIGNAL")
 
