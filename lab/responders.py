@@ -7,6 +7,8 @@ import socketserver
 import subprocess
 import threading
 
+from output import read_until
+
 PORT = 8443
 _SERVICE = "service:x-mgmt.quorvel:kvt"
 
@@ -94,9 +96,7 @@ class Responder:
         return self._http.asked
 
     def wait_until_registered(self):
-        line = self._process.stdout.readline()
-        if "registered" not in line:
-            raise RuntimeError(f"{self.host.name}: {line}{self._process.stdout.read()}")
+        read_until(self._process.stdout, "registered", 60)
 
     def stop(self):
         """It dies without a word."""

@@ -13,6 +13,7 @@ import urllib.request
 import pytest
 
 from netlab import wait_for
+from output import read_until
 
 DEMO = pathlib.Path(__file__).resolve().parents[2] / "lab" / "demo.py"
 PATIENCE = float(os.environ["KVT_TEST_PATIENCE"])
@@ -47,12 +48,7 @@ def launch(build, folder, *arguments):
 
 def wait_for_prompt(demo):
     """What it prints until it waits for its end."""
-    lines = []
-    for line in demo.stdout:
-        lines.append(line)
-        if line.startswith("or ask:"):
-            return lines
-    raise AssertionError("".join(lines))
+    return read_until(demo.stdout, "or ask:", 100)
 
 
 def acts(text):
@@ -96,7 +92,7 @@ def test_the_show_tells_what_happens_and_how_each_list_follows_and_then_ends(dem
 
 def test_it_keeps_the_servers_within_reach_until_it_is_ended(demo, tmp_path):
     process = demo()
-    text = "".join(wait_for_prompt(process))
+    text = wait_for_prompt(process)
     addresses = re.findall(r"http://127\.0\.0\.1:\d+/1\.0/servers", text)
     assert len(addresses) == 2, text
     held = [urllib.request.urlopen(address, timeout=10) for address in addresses]

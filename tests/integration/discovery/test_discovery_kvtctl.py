@@ -6,6 +6,7 @@ import subprocess
 
 import pytest
 from announcements import PORT
+from output import read_line
 from peers import TYPE
 from watched import assert_no_reports
 
@@ -88,9 +89,9 @@ def test_announcements_are_shown_as_they_pass(peers, asking, listening):
     with listening() as listener:
         peers.wait_for(lambda: listeners(asking) == 1, "it listens")
         one = peers.start("one")
-        lines = [listener.process.stdout.readline() for _ in range(2)]
+        lines = [read_line(listener.process.stdout, 30) for _ in range(2)]
         one.server.stop(20)
-        lines.append(listener.process.stdout.readline())
+        lines.append(read_line(listener.process.stdout, 30))
         for kind, line in zip(("join", "register", "deregister"), lines):
             assert one.host.ipv4 in line and f"{TYPE}://{one.host.ipv4}:8443" in line, line
             assert kind in line.split(), line
