@@ -18,6 +18,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[1]
 sys.path.insert(0, str(ROOT / "lab"))
 
 from netlab import wait_for  # noqa: E402
+from output import read_line  # noqa: E402
 from segment import Segment  # noqa: E402
 from server import Build, Server  # noqa: E402
 
@@ -80,7 +81,7 @@ def many_servers(program, host, count, folder, texts):
         host.command(program, str(count), *map(str, files)), stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True
     )
     try:
-        if process.stdout.readline() != "ready\n":
+        if read_line(process.stdout, PATIENCE) != "ready\n":
             raise RuntimeError("the servers have not started")
         yield process
     finally:
@@ -88,14 +89,10 @@ def many_servers(program, host, count, folder, texts):
         process.wait(20)
 
 
-def start(host, build, folder, **options):
-    return Server(host, build, folder, plugin_dir=build.server.parent.parent / "lib", **options)
-
-
 def sample(build, folder):
     """The details of a real server, its address and its name."""
     with Segment() as segment:
-        with start(segment.host("sample", ipv6=False), build, folder) as server:
+        with Server(segment.host("sample", ipv6=False), build, folder) as server:
             details = server.get("/1.0/servers/self").json["value"]
             return details, server.address, "sample"
 
@@ -112,7 +109,7 @@ def measure(build, program, count, folder, texts):
                 "slp_find_service_strictness": 0,
                 "enable_multicast": 0,
             }
-            with start(asking, build, folder, settings=settings, arguments=("--log-level", DETAIL)) as server:
+            with Server(asking, build, folder, settings=settings, arguments=("--log-level", DETAIL)) as server:
                 passes = Passes(server)
                 times = [passes.next() for _ in range(3)]
                 first, later = (
