@@ -47,6 +47,12 @@ class Announcement:
         return self.data[offset : offset + size].split(b"\0")[0].decode()
 
 
+def announce(data):
+    """Sends it to the group, from the host whose thread calls; no record has to be in it."""
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sender:
+        sender.sendto(data, (GROUP, PORT))
+
+
 class Announcements:
     """Listens on a host from construction to the end of its context."""
 

@@ -1,5 +1,6 @@
 """Servers that discover one another, and how a person beside them sees what they list."""
 
+import datetime
 import json
 
 from netlab import wait_for
@@ -50,12 +51,25 @@ class Peer:
         """How many lines of its log hold the text."""
         return self.server.log().count(text)
 
+    def times(self, text):
+        """When the lines of its log that hold the text were written, in seconds as time.time() tells them."""
+        lines = [line for line in self.server.log().splitlines() if text in line]
+        return [datetime.datetime.fromisoformat(line.split()[0]).timestamp() for line in lines]
+
     def registrations(self):
         return self.count(REGISTERED)
+
+    def last_registration(self):
+        """When it was."""
+        return self.times(REGISTERED)[-1]
 
     def passes(self):
         """How many passes have begun."""
         return self.count(PASS_BEGINS)
+
+    def passes_between(self, begin, end):
+        """How many passes have begun between these two times."""
+        return sum(begin < time <= end for time in self.times(PASS_BEGINS))
 
     def kvtctl(self, *arguments, **options):
         return self.host.run(self.control, *arguments, **options)
