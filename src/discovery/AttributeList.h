@@ -20,10 +20,11 @@ struct AttributeList {
 /// it is, and every template empties it.
 AttributeList parseAttributeList(std::string_view text, std::optional<std::string_view> peerHost);
 
-/// Appends one term; `key` ends with its "=".
+/// Appends one term; `key` ends with its "=". A second ")" parts it from the term before, and no comma: servers split
+/// the list at the brackets.
 void appendAttribute(std::string_view key, std::string_view value, std::string& attributes);
 
-/// The list that a server of our own registers.
+/// The list that a server of our own registers: where it is, and its details.
 std::string makeAttributeList(std::string_view address, std::string_view serverDetails);
 
 }  // namespace discovery

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <utility>
 
+#include "discovery/AttributeList.h"
 #include "discovery/DestructorGuard.h"
 #include "discovery/DiscoveryMap.h"
 #include "discovery/HostVerification.h"
@@ -171,7 +172,7 @@ unsigned short RemoteServerDiscovery::registerSLPService(std::string serverDetai
   mRegistrationUrl.store(std::make_shared<std::string>(registrationUrl));
   utils::formatted_log_t(utils::LOG_INVENTORY, "RemoteServerDiscovery:registerSLPService:strRegUrl=%1%") %
       registrationUrl;
-  const std::string attributes = discovery::registrationAttributes(ipAddress, serverDetails);
+  const std::string attributes = discovery::makeAttributeList(ipAddress, serverDetails);
   const bool isAnnouncing = launcher::Preferences::get_instance()->get_enable_multicast() != 0;
 
   const utils::Lock lock(&mSlpLock, false);
@@ -203,7 +204,7 @@ unsigned short RemoteServerDiscovery::deRegisterSLPService(std::string registrat
 void RemoteServerDiscovery::addSlpAttributes(const std::string& key, const std::string& value,
                                              std::string& attributes) {
   const utils::FunctionTrace trace("RemoteServerDiscovery::addSlpAttributes");
-  discovery::addSlpAttributes(key, value, attributes);
+  discovery::appendAttribute(key, value, attributes);
 }
 
 void RemoteServerDiscovery::slpRegistrationReport(SLPHandle handle, SLPError errorCode, void* cookie) {

@@ -20,18 +20,6 @@ void logResult(utils::log_level_t level, const char* format, SLPError result) {
 
 }  // namespace
 
-void addSlpAttributes(const std::string& key, const std::string& value, std::string& attributes) {
-  if (!attributes.empty()) attributes += ')';
-  attributes += '(' + key + value + ')';
-}
-
-std::string registrationAttributes(const std::string& address, const std::string& serverDetails) {
-  std::string attributes;
-  addSlpAttributes("ip=", address, attributes);
-  addSlpAttributes("server=", serverDetails, attributes);
-  return attributes;
-}
-
 std::int32_t toPort(const std::string& text) {
   using Limits = std::numeric_limits<std::int32_t>;
   const long number = std::strtol(text.c_str(), nullptr, 10);

@@ -10,13 +10,6 @@
 // deregistrations do not overlap.
 namespace discovery {
 
-/// Appends one term to a list; `key` carries its "=". A further closing bracket parts the terms, and no comma: peers
-/// split the list at the brackets.
-void addSlpAttributes(const std::string& key, const std::string& value, std::string& attributes);
-
-/// What others learn of the local server: where it is, and its details.
-std::string registrationAttributes(const std::string& address, const std::string& serverDetails);
-
 /// The number that a text begins with, 0 without one.
 std::int32_t toPort(const std::string& text);
 

@@ -139,6 +139,8 @@ TEST(AttributeList, GrowsTermByTerm) {
   EXPECT_EQ(attributes, "(a=1))(b=2)");
   discovery::appendAttribute("c=", "", attributes);
   EXPECT_EQ(attributes, "(a=1))(b=2))(c=)");
+  discovery::appendAttribute("", "d", attributes);
+  EXPECT_EQ(attributes, "(a=1))(b=2))(c=))(d)");
 }
 
 /// `part` as often as it takes to make a text of 1 MiB, 16 times what one reply holds.

@@ -22,24 +22,6 @@ constexpr unsigned short kInitFailed = 0xFFEC;       // -20
 constexpr unsigned short kInvalid = 0xFFFD;          // -3
 constexpr unsigned short kNetworkTimedOut = 0xFFED;  // -19
 
-std::string termsOf(const std::vector<std::pair<std::string, std::string>>& terms) {
-  std::string attributes;
-  for (const auto& [key, value] : terms)
-    discovery::addSlpAttributes(key, value, attributes);
-  return attributes;
-}
-
-TEST(SlpAttributes, ArePartedByAClosingBracket) {
-  EXPECT_EQ(termsOf({{"ip=", "10.0.0.5"}}), "(ip=10.0.0.5)");
-  EXPECT_EQ(termsOf({{"ip=", "10.0.0.5"}, {"server=", "ABC"}}), "(ip=10.0.0.5))(server=ABC)");
-  EXPECT_EQ(termsOf({{"a=", ""}, {"b=", ""}, {"", "c"}}), "(a=))(b=))(c)");
-}
-
-TEST(SlpAttributes, AreAddressAndDetailsOfTheServer) {
-  EXPECT_EQ(discovery::registrationAttributes("10.0.0.5", "X1"), "(ip=10.0.0.5))(server=X1)");
-  EXPECT_EQ(discovery::registrationAttributes("", ""), "(ip=))(server=)");
-}
-
 TEST(ListeningPort, IsTheNumberThatTheTextBeginsWith) {
   EXPECT_EQ(discovery::toPort("8443"), 8443);
   EXPECT_EQ(discovery::toPort("8443abc"), 8443);
