@@ -5,7 +5,7 @@ import time
 from netns import Namespace
 
 
-def wait_for(condition, seconds, what):
+def wait_for(condition, seconds, what, pause=0.02):
     """Polls until the condition holds and returns its value; raises TimeoutError, which names `what`."""
     deadline = time.monotonic() + seconds
     while True:
@@ -14,7 +14,7 @@ def wait_for(condition, seconds, what):
             return value
         if time.monotonic() > deadline:
             raise TimeoutError(f"not within {seconds} s: {what}")
-        time.sleep(0.02)
+        time.sleep(pause)
 
 
 class Host(Namespace):

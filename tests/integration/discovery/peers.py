@@ -106,8 +106,8 @@ class Peers:
     def wait_until_they_list_one_another(self, *peers):
         self.wait_until_all_list(peers, [peer.name for peer in peers])
 
-    def wait_for(self, condition, what, seconds=20):
-        return wait_for(condition, seconds * self._patience, what)
+    def wait_for(self, condition, what, seconds=20, **options):
+        return wait_for(condition, seconds * self._patience, what, **options)
 
     def finish(self):
         self._servers.finish()
