@@ -28,6 +28,18 @@ class Published {
     mValue.swap(value);
   }
 
+  /// Replaces the value by what `change` makes of it, a shared pointer, so that the change of no other thread is lost.
+  /// `change` is called without the lock, once more whenever another thread was faster; what it throws changes nothing.
+  template <typename Change>
+  void update(const Change& change) {
+    for (;;) {
+      const std::shared_ptr<T> before = load();
+      std::shared_ptr<T> changed = change(before);
+      const std::lock_guard lock(mMutex);
+      if (mValue == before) return mValue.swap(changed);
+    }
+  }
+
   /// False, with nothing changed, when there is a value.
   bool storeIfEmpty(std::shared_ptr<T> value) {
     const std::lock_guard lock(mMutex);

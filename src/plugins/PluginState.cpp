@@ -28,20 +28,24 @@ void PluginState::setRegistration(RegistrationState registration) {
   mRegistration.store(std::make_shared<const RegistrationState>(std::move(registration)));
 }
 
-void PluginState::setRegistrationUrl(std::string url) {
-  RegistrationState changed = *registration();
-  changed.url = std::move(url);
-  setRegistration(std::move(changed));
+void PluginState::setRegistrationUrl(const std::string& url) {
+  mRegistration.update([&](const std::shared_ptr<const RegistrationState>& before) {
+    RegistrationState changed = *before;
+    changed.url = url;
+    return std::make_shared<const RegistrationState>(std::move(changed));
+  });
 }
 
 void PluginState::setLocalServer(LocalServer localServer) {
   mLocalServer.store(std::make_shared<const LocalServer>(std::move(localServer)));
 }
 
-void PluginState::setLocalServerIp(std::string ip) {
-  LocalServer changed = *localServer();
-  changed.ip = std::move(ip);
-  setLocalServer(std::move(changed));
+void PluginState::setLocalServerIp(const std::string& ip) {
+  mLocalServer.update([&](const std::shared_ptr<const LocalServer>& before) {
+    LocalServer changed = *before;
+    changed.ip = ip;
+    return std::make_shared<const LocalServer>(std::move(changed));
+  });
 }
 
 }  // namespace plugins

@@ -52,13 +52,13 @@ class PluginState {
   std::shared_ptr<const RegistrationState> registration() const { return mRegistration.load(); }
   void setRegistration(RegistrationState registration);
   /// Changes nothing else of the registration.
-  void setRegistrationUrl(std::string url);
+  void setRegistrationUrl(const std::string& url);
 
   /// Never null.
   std::shared_ptr<const LocalServer> localServer() const { return mLocalServer.load(); }
   void setLocalServer(LocalServer localServer);
   /// Changes nothing else of the local server.
-  void setLocalServerIp(std::string ip);
+  void setLocalServerIp(const std::string& ip);
 
   /// Follows the local server's details; null when it does not run.
   std::unique_ptr<utils::Thread> monitor;

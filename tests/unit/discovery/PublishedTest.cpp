@@ -1,4 +1,6 @@
+#include <stdexcept>
 #include <string>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -34,6 +36,50 @@ TEST(Published, StoresIfEmptyOnlyOnce) {
   EXPECT_TRUE(value.storeIfEmpty(std::make_shared<int>(1)));
   EXPECT_FALSE(value.storeIfEmpty(std::make_shared<int>(2)));
   EXPECT_EQ(*value.load(), 1);
+}
+
+using Number = std::shared_ptr<const int>;
+
+TEST(Published, MakesTheNewValueOfTheOldOne) {
+  Published<const int> value;
+  value.update([](const Number& before) { return std::make_shared<const int>(before ? 0 : 1); });
+  EXPECT_EQ(*value.load(), 1);
+  value.update([](const Number& before) { return std::make_shared<const int>(*before + 1); });
+  EXPECT_EQ(*value.load(), 2);
+}
+
+TEST(Published, MakesTheNewValueAnewWhenAnotherThreadWasFaster) {
+  Published<const int> value(std::make_shared<const int>(1));
+  int calls = 0;
+  value.update([&](const Number& before) {
+    if (++calls == 1) value.store(std::make_shared<const int>(10));  // would wait for ever with the lock held
+    return std::make_shared<const int>(*before + 1);
+  });
+  EXPECT_EQ(*value.load(), 11);
+  EXPECT_EQ(calls, 2);
+}
+
+TEST(Published, LosesNoChangeOfAnyThread) {
+  constexpr int kChanges = 2000;
+  Published<const int> value(std::make_shared<const int>(0));
+  const auto countUp = [&value] {
+    for (int i = 0; i < kChanges; ++i)
+      value.update([](const Number& before) { return std::make_shared<const int>(*before + 1); });
+  };
+  std::thread one(countUp);
+  std::thread two(countUp);
+  one.join();
+  two.join();
+  EXPECT_EQ(*value.load(), 2 * kChanges);
+}
+
+TEST(Published, KeepsItsValueWhenTheNewOneCannotBeMade) {
+  Published<const int> value(std::make_shared<const int>(1));
+  const auto fail = [](const Number&) -> Number { throw std::runtime_error("no memory"); };
+  EXPECT_THROW(value.update(fail), std::runtime_error);
+  EXPECT_EQ(*value.load(), 1);
+  value.store(std::make_shared<const int>(2));
+  EXPECT_EQ(*value.load(), 2);
 }
 
 TEST(Published, EndsAReplacedValueOutsideOfItsLock) {

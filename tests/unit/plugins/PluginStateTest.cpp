@@ -1,4 +1,5 @@
 #include <atomic>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -48,6 +49,44 @@ TEST(PluginState, ReplacesTheUrlAndKeepsTheRestOfTheRegistration) {
   EXPECT_EQ(state.registration()->hashCode, 7);
   EXPECT_EQ(state.registration()->address, "10.0.0.1");
   EXPECT_TRUE(state.registration()->isPending);
+}
+
+/// Has another thread change a part as often as `replace` is called with a number, which is 1,000 times.
+template <typename Replace, typename ChangePart>
+void runBeside(Replace replace, ChangePart changePart) {
+  std::atomic<bool> hasEnded = false;
+  std::thread other([&] {
+    while (!hasEnded)
+      changePart();
+  });
+  for (int i = 0; i < 1000; ++i)
+    replace(std::to_string(i));
+  hasEnded = true;
+  other.join();
+}
+
+TEST(PluginState, LosesNoLocalServerToAChangeOfItsAddress) {
+  PluginState state;
+  int lost = 0;
+  const auto replace = [&](const std::string& text) {
+    state.setLocalServer({json::Object(), text, "10.0.0.1"});
+    std::this_thread::yield();
+    if (state.localServer()->text != text) ++lost;
+  };
+  runBeside(replace, [&] { state.setLocalServerIp("10.0.0.2"); });
+  EXPECT_EQ(lost, 0);
+}
+
+TEST(PluginState, LosesNoRegistrationToAChangeOfItsUrl) {
+  PluginState state;
+  int lost = 0;
+  const auto replace = [&](const std::string& text) {
+    state.setRegistration({json::Object(), text, 7, "service:a", "10.0.0.1", false});
+    std::this_thread::yield();
+    if (state.registration()->text != text) ++lost;
+  };
+  runBeside(replace, [&] { state.setRegistrationUrl("service:b"); });
+  EXPECT_EQ(lost, 0);
 }
 
 TEST(PluginState, ForgetsOnlyTheServiceObjectThatItKnows) {
