@@ -37,7 +37,18 @@ bool AnnouncedServers::readDetails(const std::string& text, json::Object& detail
   return false;
 }
 
+bool AnnouncedServers::isTooLong(const std::string& address) {
+  if (address.size() <= kMaxAddressLength) return false;
+  if (mLongAddress.admits()) {
+    utils::formatted_log_t(utils::LOG_FAILURE,
+                           "DiscoveryMap:addDiscoveredHost:an address is too long, its length:%1%") %
+        address.size();
+  }
+  return true;
+}
+
 void AnnouncedServers::add(const std::string& address, const std::string& serverDetails, bool isVmware) {
+  if (isTooLong(address)) return;
   json::Object details;
   if (!isVmware) {
     if (serverDetails.empty()) {
@@ -56,10 +67,14 @@ void AnnouncedServers::add(const std::string& address, const std::string& server
   }
 }
 
-void AnnouncedServers::withdraw(const std::string& address) {
+bool AnnouncedServers::withdraw(const std::string& address) {
   mAnnouncements.deregistered(address);
   const utils::Lock lock(&mMutex, false);
-  mHosts.erase(address);
+  return mHosts.erase(address);
+}
+
+void AnnouncedServers::takeBackWithdrawal(const std::string& address) {
+  mAnnouncements.takeBackDeregistration(address);
 }
 
 void AnnouncedServers::replaceAll(HostTable::Map hosts) {

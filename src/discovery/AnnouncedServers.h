@@ -16,7 +16,8 @@ namespace discovery {
 class AnnouncedServers {
  public:
   void add(const std::string& address, const std::string& serverDetails, bool isVmware);
-  void withdraw(const std::string& address);
+  bool withdraw(const std::string& address);
+  void takeBackWithdrawal(const std::string& address);
   void replaceAll(HostTable::Map hosts);
   HostTable::Snapshot snapshot();
 
@@ -24,11 +25,13 @@ class AnnouncedServers {
   void passEnds(const HostTable::Map& found);
 
  private:
+  bool isTooLong(const std::string& address);
   bool readDetails(const std::string& text, json::Object& details);
 
   utils::Mutex mMutex;
   HostTable mHosts;
   PassAnnouncements mAnnouncements;
+  LogThrottle mLongAddress;
   LogThrottle mEmptyDetails;
   LogThrottle mUnreadableDetails;
   LogThrottle mFullTable;

@@ -27,9 +27,13 @@ void DiscoveryMap::updateServerList(std::map<std::string, json::Object> hosts) {
   gServers.replaceAll(std::move(hosts));
 }
 
-void DiscoveryMap::withdraw(const std::string& address) {
+bool DiscoveryMap::withdraw(const std::string& address) {
   const utils::FunctionTrace trace("discovery::DiscoveryMap::withdraw");
-  gServers.withdraw(address);
+  return gServers.withdraw(address);
+}
+
+void DiscoveryMap::takeBackWithdrawal(const std::string& address) {
+  gServers.takeBackWithdrawal(address);
 }
 
 void DiscoveryMap::passBegins() {

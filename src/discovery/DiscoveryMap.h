@@ -21,8 +21,10 @@ class DiscoveryMap {
   /// Replaces the whole table.
   static void updateServerList(std::map<std::string, json::Object> hosts);
 
-  /// Takes out a server that said that it goes; nothing when there is no such address.
-  static void withdraw(const std::string& address);
+  /// Takes out a server that is to go, whatever the running pass finds; whether it was there.
+  static bool withdraw(const std::string& address);
+  /// A server that was taken out is filed anew: let the running pass list it when it finds it.
+  static void takeBackWithdrawal(const std::string& address);
 
   // A pass replaces the table by what it found, but what is announced from its beginning on counts for more.
 

@@ -49,6 +49,7 @@ void HostLists::addSearched(const std::string& key, const json::Object& request,
 
 void HostLists::addToPublished(const std::string& key, const json::Object& answer) {
   mPartialDiscoveredHosts.insertIfAbsent(key, valueOf(answer));
+  DiscoveryMap::takeBackWithdrawal(key);
   DiscoveryMap::updateServerList(*mPartialDiscoveredHosts.snapshot());
 }
 
@@ -70,13 +71,10 @@ void HostLists::file(const std::string& address, const json::Object& record, std
 }
 
 bool HostLists::remove(const std::string& key) {
+  mCycleDiscoveredHosts.erase(key);  // or the running pass would publish it again
   const bool wasPublished = mPartialDiscoveredHosts.erase(key);
-  const HostTable::Snapshot announced = DiscoveryMap::snapshot();
-  if (!announced->contains(key)) return wasPublished;
-  HostTable::Map remaining = *announced;
-  remaining.erase(key);
-  DiscoveryMap::updateServerList(std::move(remaining));
-  return true;
+  const bool wasAnnounced = DiscoveryMap::withdraw(key);
+  return wasPublished || wasAnnounced;
 }
 
 void HostLists::copyDiscovered(json::Array& out) const {

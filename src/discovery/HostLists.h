@@ -34,7 +34,8 @@ class HostLists {
   bool file(const std::string& address, const json::Object& record);
   /// The same, and remembers which state of the server this is.
   void file(const std::string& address, const json::Object& record, std::uint32_t counter, const std::string& gid);
-  /// Whether the published list or the discovery map held the server.
+  /// Takes the server out of the published list, what the running pass has found, and the discovery map, to which that
+  /// pass does not bring it back. Whether the published list or the discovery map held it.
   bool remove(const std::string& key);
   /// The records of the discovery map or, when that is empty, of the published list.
   void copyDiscovered(json::Array& out) const;

@@ -44,6 +44,12 @@ void PassAnnouncements::deregistered(const std::string& address) {
   keep(address, std::nullopt);
 }
 
+void PassAnnouncements::takeBackDeregistration(const std::string& address) {
+  const std::lock_guard lock(mMutex);
+  const auto known = mLastWords.find(address);
+  if (known != mLastWords.end() && !known->second) mLastWords.erase(known);
+}
+
 void PassAnnouncements::keep(const std::string& address, std::optional<json::Object> record) {
   const std::lock_guard lock(mMutex);
   if (!mIsPassRunning) return;

@@ -36,6 +36,8 @@ class PassAnnouncements {
   // Beyond the limit of addresses nothing is kept, nor outside a pass.
   void announced(const std::string& address, const json::Object& record);
   void deregistered(const std::string& address);
+  /// The server was filed anew since: what the pass finds counts again.
+  void takeBackDeregistration(const std::string& address);
 
   /// The servers to list after the pass.
   HostTable::Map applyTo(const HostTable::Map& found) const;

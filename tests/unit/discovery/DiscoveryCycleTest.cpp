@@ -360,6 +360,26 @@ INSTANTIATE_TEST_SUITE_P(Pass, RepeatedUrl,
                                            Twice{"of both types", {"a", "b"}, {"a"}},
                                            Twice{"one after the other", {}, {"a", "a", "b"}}));
 
+TEST_F(Pass, DoesNotPublishAServerThatWasRemovedAfterItsJobFiledIt) {
+  slp.setServices(kKvtType, {"stays", "goes"});
+  beforePublishing = [this] { EXPECT_TRUE(lists.remove("goes")); };
+  runOnePass();
+  EXPECT_EQ(keysOf(lists.mPartialDiscoveredHosts), Texts{"stays"});
+  EXPECT_EQ(keysOf(lists.mDiscoveredHosts), Texts{"stays"});
+  EXPECT_FALSE(DiscoveryMap::snapshot()->contains("goes"));
+  EXPECT_TRUE(DiscoveryMap::snapshot()->contains("stays"));
+}
+
+TEST_F(Pass, DoesNotListAServerThatWasRemovedBeforeItsJobFiledIt) {
+  slp.setServices(kKvtType, {"stays", "goes"});
+  onJob = [this](const std::string& serviceUrl) {
+    if (serviceUrl == "goes") lists.remove("goes");
+    lists.file(serviceUrl, recordNamed(serviceUrl));
+  };
+  runOnePass();
+  EXPECT_EQ(DiscoveryMap::getDiscoveredHost(), (std::map<std::string, json::Object>{{"stays", recordNamed("stays")}}));
+}
+
 TEST_F(Cycle, EndsBeforeItsFirstPassWhenItIsStopped) {
   isStopped = true;
   makeCycle().run();

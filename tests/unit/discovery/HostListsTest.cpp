@@ -114,6 +114,40 @@ TEST_F(PublishedList, ChangesNothingForAnAbsentKey) {
   EXPECT_EQ(DiscoveryMap::getDiscoveredHost().size(), 1u);
 }
 
+/// As the discovery cycle does.
+void endPass(RemoteServerDiscovery& inventory) {
+  inventory.clearAutoDiscoveredServers();
+  DiscoveryMap::passEnds(*Inventory::mPartialDiscoveredHosts.snapshot());
+}
+
+TEST_F(PublishedList, DoesNotGetBackFromTheRunningPassWhatWasRemovedMeanwhile) {
+  DiscoveryMap::passBegins();
+  Inventory::mCycleDiscoveredHosts.replaceAll({{"a", {}}, {"b", {}}});
+  Inventory::mPartialDiscoveredHosts.replaceAll({{"a", {}}, {"b", {}}});
+  DiscoveryMap::addDiscoveredHost("announced", "{}", false);
+  EXPECT_TRUE(inventory.removeSpecificServer("a"));
+  EXPECT_TRUE(inventory.removeSpecificServer("announced"));
+  endPass(inventory);
+  EXPECT_EQ(keysOf(Inventory::mPartialDiscoveredHosts), Texts{"b"});
+  EXPECT_EQ(DiscoveryMap::getDiscoveredHost(), (std::map<std::string, json::Object>{{"b", {}}}));
+}
+
+TEST_F(PublishedList, DoesNotSayThatAServerWasRemovedWhichOnlyTheRunningPassKnows) {
+  Inventory::mCycleDiscoveredHosts.replaceAll({{"a", {}}});
+  EXPECT_FALSE(inventory.removeSpecificServer("a"));
+  EXPECT_EQ(Inventory::mCycleDiscoveredHosts.size(), 0u);
+}
+
+TEST_F(PublishedList, KeepsAfterThePassAServerThatWasRemovedAndAddedMeanwhile) {
+  DiscoveryMap::passBegins();
+  Inventory::mCycleDiscoveredHosts.replaceAll({{"b", {}}});
+  Inventory::mPartialDiscoveredHosts.replaceAll({{"a", {}}, {"b", {}}});
+  EXPECT_TRUE(inventory.removeSpecificServer("a"));
+  inventory.addHost("a", answerWith(manualRecordNamed("a")));
+  endPass(inventory);
+  EXPECT_TRUE(DiscoveryMap::getDiscoveredHost().contains("a"));
+}
+
 TEST_F(SearchedList, AnswersOneAndTheRecordForAKnownKey) {
   inventory.addToSearchHostList("10.0.0.5", {}, answerWith(recordNamed("five")), false);
   json::Object out;

@@ -85,6 +85,16 @@ TEST_F(PassAnnouncementsTest, KeepTheLastWordOfAnAddress) {
   EXPECT_EQ(announcements.applyTo({{"goes", {}}}), (Map{{"comes", recordNamed("second")}}));
 }
 
+TEST_F(PassAnnouncementsTest, LeaveToThePassAServerThatIsFiledAnewAfterItWasDeregistered) {
+  announcements.passBegins();
+  announcements.deregistered("filed anew");
+  announcements.announced("announced", {});
+  for (const char* address : {"filed anew", "announced", "unknown"})
+    announcements.takeBackDeregistration(address);
+  EXPECT_EQ(announcements.applyTo({{"filed anew", {}}}), (Map{{"announced", {}}, {"filed anew", {}}}));
+  EXPECT_EQ(announcements.applyTo({}), (Map{{"announced", {}}}));
+}
+
 TEST_F(PassAnnouncementsTest, BringTheTableUpToDateAtTheEndOfAPass) {
   HostTable table;
   table.replaceAll({{"stays", recordNamed("found")}, {"goes", {}}});
