@@ -229,7 +229,7 @@ SLPBoolean collectServiceUrl(ServiceUrls& urls, LogThrottle& fullUrls, const cha
                              "RemoteServerDiscovery:slpUrlCallback:there are too many, left out:%1%") %
           serviceUrl;
     }
-  } catch (const std::exception&) {  // the search that calls is C code; one URL less is all that it costs
+  } catch (...) {  // the search that calls is C code; one URL less is all that it costs
   }
   return SLP_TRUE;
 }

@@ -1,7 +1,5 @@
 #include "discovery/RemoteServerDiscovery.h"
 
-#include <exception>
-#include <functional>
 #include <mutex>
 #include <utility>
 
@@ -12,6 +10,7 @@
 #include "discovery/LocalMachine.h"
 #include "discovery/ProvisionalRecord.h"
 #include "discovery/RemoteServerDiscoveryJob.h"
+#include "discovery/RunLogged.h"
 #include "discovery/ServerDetails.h"
 #include "discovery/SlpRegistration.h"
 #include "framework/launcher/KVTCrypto.h"
@@ -44,12 +43,10 @@ unsigned short lowBits(int slpResult) {
   return static_cast<unsigned short>(slpResult);
 }
 
-void runLogged(const std::function<void()>& step) {
-  try {
-    step();
-  } catch (const std::exception& error) {
-    utils::formatted_log_t(utils::LOG_ERROR, "%1%") % error.what();
-  }
+/// For what one call does in several steps: what they throw speaks for itself.
+template <typename Step>
+void runStep(const Step& step) {
+  discovery::runLogged("%1%", step);
 }
 
 /// One caller's wish that discovery stops, or that it may go on. While one is stopping it, nobody takes that back:
@@ -164,7 +161,6 @@ void RemoteServerDiscovery::stopEngine() {
 unsigned short RemoteServerDiscovery::registerSLPService(std::string serverDetails, bool noDiscoveryThread,
                                                          std::string registrationUrl, std::string ipAddress) {
   const utils::FunctionTrace trace("RemoteServerDiscovery::registerSLPService");
-  const bool isSearching = installationType() == kSearchingInstallation;
   Host local;
   local.mAddress = ipAddress;
   local.mPort = discovery::toPort(launcher::Preferences::get_instance()->get_listening_port());
@@ -172,21 +168,32 @@ unsigned short RemoteServerDiscovery::registerSLPService(std::string serverDetai
   mRegistrationUrl.store(std::make_shared<std::string>(registrationUrl));
   utils::formatted_log_t(utils::LOG_INVENTORY, "RemoteServerDiscovery:registerSLPService:strRegUrl=%1%") %
       registrationUrl;
-  const std::string attributes = discovery::makeAttributeList(ipAddress, serverDetails);
-  const bool isAnnouncing = launcher::Preferences::get_instance()->get_enable_multicast() != 0;
+  std::string attributes;
+  addSlpAttributes("ip=", ipAddress, attributes);
+  addSlpAttributes("server=", serverDetails, attributes);
 
   const utils::Lock lock(&mSlpLock, false);
-  const SLPError result = discovery::registerWithSlp(mSlpHandles, registrationUrl, attributes);
+  const SLPError result = discovery::registerWithSlp(mSlpHandles, registrationUrl, attributes, slpRegistrationReport);
   if (result != SLP_OK) return lowBits(result);
-  if (isAnnouncing) discovery::announceArrival(registrationUrl, attributes, isSearching);
-  // What the last pass knew of this server is of before; the next one would take it for what is filed here.
-  mDiscoveredHosts.erase(ipAddress);
-  addDiscoveredHost(ipAddress, serverDetails, false);
-  if (isSearching && !noDiscoveryThread) {
-    startDiscoveryThread();
-    if (isAnnouncing) discovery::announceService(registrationUrl, attributes);
-  }
+  // The server is registered: what fails from here on neither hides that nor keeps the other steps from being taken.
+  const bool isSearching = installationType() == kSearchingInstallation;
+  const bool isAnnouncing = launcher::Preferences::get_instance()->get_enable_multicast() != 0;
+  const auto announceService = [&] { discovery::announceService(registrationUrl, attributes); };
+  if (isAnnouncing && isSearching) runStep(discovery::beginListening);
+  if (isAnnouncing) runStep([&] { discovery::announceArrival(registrationUrl, attributes); });
+  if (isAnnouncing && !isSearching) runStep(announceService);
+  runStep([&] { fileLocalServer(ipAddress, serverDetails); });
+  if (!isSearching || noDiscoveryThread) return 0;
+  runStep(startDiscoveryThread);
+  if (isAnnouncing) runStep(announceService);
   return 0;
+}
+
+void RemoteServerDiscovery::fileLocalServer(const std::string& address, const std::string& serverDetails) {
+  // What the last pass knew of this server is of before; the next one would take it for what is filed here.
+  mDiscoveredHosts.erase(address);
+  discovery::DiscoveryMap::takeBackWithdrawal(address);
+  addDiscoveredHost(address, serverDetails, false);
 }
 
 unsigned short RemoteServerDiscovery::deRegisterSLPService(std::string registrationUrl, bool stop) {
@@ -194,10 +201,10 @@ unsigned short RemoteServerDiscovery::deRegisterSLPService(std::string registrat
   const StopRequest request(mStopDiscovery, stop);
   const utils::Lock lock(&mSlpLock, false);
   int result = kNothingCalled;
-  runLogged([&] { result = discovery::deregisterFromSlp(mSlpHandles, registrationUrl); });
-  runLogged([&] { discovery::announceDeparture(registrationUrl); });
-  runLogged(discovery::endListening);
-  if (stop) runLogged(stopEngine);
+  runStep([&] { result = discovery::deregisterFromSlp(mSlpHandles, registrationUrl, slpRegistrationReport); });
+  runStep([&] { discovery::announceDeparture(registrationUrl); });
+  runStep(discovery::endListening);
+  if (stop) runStep(stopEngine);
   return lowBits(result);
 }
 
@@ -207,9 +214,12 @@ void RemoteServerDiscovery::addSlpAttributes(const std::string& key, const std::
   discovery::appendAttribute(key, value, attributes);
 }
 
-void RemoteServerDiscovery::slpRegistrationReport(SLPHandle handle, SLPError errorCode, void* cookie) {
-  const utils::FunctionTrace trace("RemoteServerDiscovery::slpRegistrationReport");
-  discovery::slpRegistrationReport(handle, errorCode, cookie);
+void RemoteServerDiscovery::slpRegistrationReport(SLPHandle, SLPError errorCode, void*) {
+  try {
+    const utils::FunctionTrace trace("RemoteServerDiscovery::slpRegistrationReport");
+    discovery::logRegistrationReport(errorCode);
+  } catch (...) {  // only the records are lost
+  }
 }
 
 SLPBoolean RemoteServerDiscovery::slpUrlCallback(SLPHandle, const char* serviceUrl, unsigned short, SLPError errorCode,

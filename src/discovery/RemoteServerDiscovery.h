@@ -106,6 +106,7 @@ class RemoteServerDiscovery : public discovery::ServerDiscovery {
  private:
   static RemoteServerDiscovery& instance();
 
+  void fileLocalServer(const std::string& address, const std::string& serverDetails);
   discovery::DiscoveryCycle cycle();
   void makeThreadPool();
   static void stopThreadPool();

@@ -26,7 +26,8 @@ std::int32_t toPort(const std::string& text) {
   return static_cast<std::int32_t>(std::clamp<long>(number, Limits::min(), Limits::max()));
 }
 
-SLPError registerWithSlp(SlpHandles& handles, const std::string& url, const std::string& attributes) {
+SLPError registerWithSlp(SlpHandles& handles, const std::string& url, const std::string& attributes,
+                         SLPRegReport* report) {
   const SlpHandle handle(handles, SlpHandles::Use::kRegistration);
   logResult(utils::LOG_INVENTORY, "RemoteServerDiscovery:registerSLPService:SLPOpen return code = %1%", handle.error());
   if (handle.error() != SLP_OK) {
@@ -36,8 +37,8 @@ SLPError registerWithSlp(SlpHandles& handles, const std::string& url, const std:
   }
   utils::formatted_log_t(utils::LOG_INVENTORY, "RemoteServerDiscovery::registerSLPService:SLPOpen is successful ");
 
-  const SLPError result = SLPReg(handle.get(), url.c_str(), SLP_LIFETIME_MAXIMUM, "service", attributes.c_str(),
-                                 SLP_TRUE, slpRegistrationReport, nullptr);
+  const SLPError result =
+      SLPReg(handle.get(), url.c_str(), SLP_LIFETIME_MAXIMUM, "service", attributes.c_str(), SLP_TRUE, report, nullptr);
   if (result == SLP_OK) {
     utils::formatted_log_t(utils::LOG_INVENTORY,
                            "RemoteServerDiscovery:registerSLPService:SLPRegistration is successful ");
@@ -48,13 +49,13 @@ SLPError registerWithSlp(SlpHandles& handles, const std::string& url, const std:
   return result;
 }
 
-SLPError deregisterFromSlp(SlpHandles& handles, const std::string& url) {
+SLPError deregisterFromSlp(SlpHandles& handles, const std::string& url, SLPRegReport* report) {
   SlpHandle handle(handles, SlpHandles::Use::kRegistration);
   SLPError result = handle.error();
   logResult(utils::LOG_INVENTORY, "RemoteServerDiscovery:deRegisterSLPService:SLPOpen return code = %1%", result);
   if (result == SLP_OK) {
     utils::formatted_log_t(utils::LOG_INVENTORY, "RemoteServerDiscovery:deRegisterSLPService:SLPOpen is successful ");
-    result = SLPDereg(handle.get(), url.c_str(), slpRegistrationReport, nullptr);
+    result = SLPDereg(handle.get(), url.c_str(), report, nullptr);
   }
   if (result != SLP_OK) {
     logResult(utils::LOG_ERROR, "RemoteServerDiscovery:deRegisterSLPService:SLPDereg failed with error code: %1%",
@@ -64,24 +65,22 @@ SLPError deregisterFromSlp(SlpHandles& handles, const std::string& url) {
   return result;
 }
 
-void slpRegistrationReport(SLPHandle, SLPError error, void*) {
-  try {
-    if (error != SLP_OK) {
-      logResult(utils::LOG_ERROR,
-                "RemoteServerDiscovery:slpRegistrationReport:SLP (de)registration failed : error code %1%\n", error);
-    } else {
-      utils::formatted_log_t(utils::LOG_INVENTORY,
-                             "RemoteServerDiscovery:slpRegistrationReport:SLP service is (de)registered.");
-    }
-  } catch (...) {  // only the record is lost
+void logRegistrationReport(SLPError error) {
+  if (error != SLP_OK) {
+    logResult(utils::LOG_ERROR,
+              "RemoteServerDiscovery:slpRegistrationReport:SLP (de)registration failed : error code %1%\n", error);
+  } else {
+    utils::formatted_log_t(utils::LOG_INVENTORY,
+                           "RemoteServerDiscovery:slpRegistrationReport:SLP service is (de)registered.");
   }
 }
 
-void announceArrival(const std::string& url, const std::string& attributes, bool isSearching) {
-  HeartBeat* const heartBeat = HeartBeat::getInstance();
-  if (isSearching) heartBeat->invokeThread();
-  heartBeat->performMulticast(url.c_str(), AnnounceRecord::kJoin, SLP_LIFETIME_MAXIMUM, attributes);
-  if (!isSearching) announceService(url, attributes);
+void beginListening() {
+  HeartBeat::getInstance()->invokeThread();
+}
+
+void announceArrival(const std::string& url, const std::string& attributes) {
+  HeartBeat::getInstance()->performMulticast(url.c_str(), AnnounceRecord::kJoin, SLP_LIFETIME_MAXIMUM, attributes);
 }
 
 void announceService(const std::string& url, const std::string& attributes) {

@@ -14,17 +14,19 @@ namespace discovery {
 std::int32_t toPort(const std::string& text);
 
 /// Registers the service for as long as this process lives. The calls' results are logged and returned.
-SLPError registerWithSlp(SlpHandles& handles, const std::string& url, const std::string& attributes);
+SLPError registerWithSlp(SlpHandles& handles, const std::string& url, const std::string& attributes,
+                         SLPRegReport* report);
 
 /// Takes the service out of SLP. A handle whose deregistration failed is left open.
-SLPError deregisterFromSlp(SlpHandles& handles, const std::string& url);
+SLPError deregisterFromSlp(SlpHandles& handles, const std::string& url, SLPRegReport* report);
 
-/// SLP's callback for both: logs how it ended.
-void slpRegistrationReport(SLPHandle handle, SLPError error, void* cookie);
+/// What SLP's report of either comes to: logs how it ended.
+void logRegistrationReport(SLPError error);
 
-/// Tells the listening servers of a new registration. One that searches itself first begins to listen, and registers
-/// with them by `announceService`; any other does both at once.
-void announceArrival(const std::string& url, const std::string& attributes, bool isSearching);
+/// Listens for the announcements of others from now on.
+void beginListening();
+/// Tells the listening servers that this one has come; what it is, they learn from `announceService`.
+void announceArrival(const std::string& url, const std::string& attributes);
 void announceService(const std::string& url, const std::string& attributes);
 /// Tells the listening servers that the service has gone.
 void announceDeparture(const std::string& url);

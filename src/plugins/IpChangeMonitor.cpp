@@ -1,11 +1,9 @@
 // Keeps the registration of the local server in step with its details.
 
-#include <algorithm>
-#include <exception>
-#include <limits>
 #include <string>
 #include <utility>
 
+#include "discovery/RunLogged.h"
 #include "discovery/ServerDiscovery.h"
 #include "framework/launcher/Preferences.h"
 #include "framework/utils/Condition.h"
@@ -15,30 +13,19 @@
 #include "plugins/ServerDiscoveryPlugin.h"
 
 namespace plugins {
-namespace {
-
-int pollingInterval() {
-  constexpr unsigned int kLongest = std::numeric_limits<int>::max();
-  return static_cast<int>(std::min(launcher::Preferences::get_instance()->getIPChangePollingInterval(), kLongest));
-}
-
-}  // namespace
-
 void ServerDiscoveryPlugin::startIPChangeMonitorThread() {
   const utils::FunctionTrace trace("plugins::ServerDiscoveryPlugin::startIPChangeMonitorThread");
   discovery::ServerDiscovery::getInstance();
   PluginState& state = PluginState::instance();
-  const int interval = pollingInterval();
+  const auto interval = static_cast<int>(launcher::Preferences::get_instance()->getIPChangePollingInterval());
   while (!state.stopMonitor) {
     utils::Mutex mutex;
     utils::Lock lock(&mutex, false);
     utils::Condition condition;
-    try {
+    // What it throws costs this look at the server, not those to come.
+    discovery::runLogged("ServerDiscoveryPl::startIPChangeMonitorThread:exception caught:%1%", [&] {
       if (ServerDiscoveryPlugin* const service = state.servicePlugin()) service->followLocalServer();
-    } catch (const std::exception& exception) {  // costs this look at the server, not those to come
-      utils::formatted_log_t(utils::LOG_ERROR, "ServerDiscoveryPl::startIPChangeMonitorThread:exception caught:%1%") %
-          exception.what();
-    }
+    });
     if (state.stopMonitor) return;
     condition.timed_wait(&lock, interval);
   }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "discovery/LocalMachine.h"
+#include "discovery/RunLogged.h"
 #include "discovery/ServerDiscovery.h"
 #include "framework/launcher/Preferences.h"
 #include "framework/utils/Log.h"
@@ -37,8 +38,10 @@ void logStep(bool hasWorked, const char* success, const char* failure, const std
 
 void ServerDiscoveryPlugin::registerServiceDiscovery() {
   const utils::FunctionTrace trace("plugins::ServerDiscoveryPlugin::registerServiceDiscovery");
-  registerLocalServer();
-  discovery::ServerDiscovery::getInstance()->startDiscovery();  // a server that others do not see still looks for them
+  constexpr const char* kFailed = "ServerDiscoveryPl::registerServiceDiscovery:exception caught:%1%";
+  discovery::runLogged(kFailed, [this] { registerLocalServer(); });
+  // A server that others do not see still looks for them.
+  discovery::runLogged(kFailed, [] { discovery::ServerDiscovery::getInstance()->startDiscovery(); });
 }
 
 void ServerDiscoveryPlugin::registerLocalServer() {

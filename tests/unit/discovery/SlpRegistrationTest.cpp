@@ -1,11 +1,13 @@
 #include <dirent.h>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "discovery/DiscoveryMap.h"
 #include "discovery/SlpRegistration.h"
 #include "framework/utils/Exceptions.h"
 #include "support/Wait.h"
@@ -14,6 +16,7 @@
 
 namespace {
 
+using discovery::DiscoveryMap;
 using Inventory = RemoteServerDiscovery;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -166,6 +169,79 @@ TEST_F(SlpRegistration, FilesTheLocalServerBetweenJoiningAndRegistering) {
   inventory.registerSLPService(R"({"properties":{"displayId":"ME"}})", false, kUrl, "10.0.0.5");
   EXPECT_THAT(filed, ElementsAre(0u, 0u, 1u)) << "when it listens, joins, registers";
   EXPECT_THAT(textOf(Inventory::mPartialDiscoveredHosts, "10.0.0.5"), testing::HasSubstr(R"("isPivot":true)"));
+}
+
+TEST_F(SlpRegistration, UnderAnotherAddressIsNotUndoneByThePassThatFoundTheFirst) {
+  system.setAddresses({"10.0.0.5"});
+  FakeLocalServer local;
+  local.plainBody = answerWith(recordNamed("ME"));
+  local.refinedBody = local.plainBody;
+  const std::string details = R"({"properties":{"displayId":"ME"}})";
+  slp.setServices("service:x-mgmt.quorvel:kvt", {kUrl});
+  slp.setAttributes(kUrl, "(ip=10.0.0.5))(server=" + details + ")");
+  inventory.discoverSLPServers();
+  ASSERT_TRUE(support::waitFor([] { return Inventory::m_ThreadPool.load()->getRunningJobCount() == 0; }));
+  ASSERT_TRUE(Inventory::mCycleDiscoveredHosts.find("10.0.0.5"));
+
+  system.setAddresses({"10.0.0.6"});
+  inventory.deRegisterSLPService(kUrl, false);
+  EXPECT_TRUE(inventory.removeSpecificServer("10.0.0.5"));
+  inventory.registerSLPService(details, true, "service:x-mgmt.quorvel:kvt://10.0.0.6:8443", "10.0.0.6");
+  inventory.clearAutoDiscoveredServers();
+  EXPECT_EQ(keysOf(Inventory::mPartialDiscoveredHosts), std::vector<std::string>{"10.0.0.6"});
+  DiscoveryMap::passEnds(*Inventory::mPartialDiscoveredHosts.snapshot());
+  EXPECT_EQ(DiscoveryMap::snapshot()->size(), 1u);
+  EXPECT_TRUE(DiscoveryMap::snapshot()->contains("10.0.0.6"));
+}
+
+TEST_F(SlpRegistration, AnewUnderTheSameAddressKeepsTheServerInTheListThatAPassLeaves) {
+  system.setAddresses({"10.0.0.5"});
+  FakeLocalServer local;
+  local.plainBody = answerWith(recordNamed("ME"));
+  local.refinedBody = local.plainBody;
+  DiscoveryMap::passBegins();
+  DiscoveryMap::updateServerList({{"10.0.0.5", {}}});
+  EXPECT_TRUE(inventory.removeSpecificServer("10.0.0.5"));
+  inventory.registerSLPService(R"({"properties":{"displayId":"ME"}})", true, kUrl, "10.0.0.5");
+  DiscoveryMap::passEnds(*Inventory::mPartialDiscoveredHosts.snapshot());
+  EXPECT_TRUE(DiscoveryMap::snapshot()->contains("10.0.0.5"));
+}
+
+TEST_F(SlpRegistration, IsASuccessWhateverFailsAfterwardsAndTakesEveryStepAllTheSame) {
+  system.setAddresses({"10.0.0.5"});
+  FakeLocalServer local;
+  local.plainBody = answerWith(recordNamed("ME"));
+  local.refinedBody = local.plainBody;
+  heartBeat.onCall([] { throw std::runtime_error("broken"); });
+  EXPECT_EQ(inventory.registerSLPService(R"({"properties":{"displayId":"ME"}})", false, kUrl, "10.0.0.5"), 0);
+  const std::string url = kUrl;
+  EXPECT_THAT(heartBeat.calls(), ElementsAre("listen", "join " + url, "register " + url));
+  EXPECT_THAT(log.texts(utils::LOG_ERROR), ElementsAre("broken", "broken", "broken"));
+  EXPECT_TRUE(Inventory::mPartialDiscoveredHosts.find("10.0.0.5"));
+  EXPECT_NE(Inventory::mRemoteServerThread, nullptr);
+}
+
+TEST_F(SlpRegistration, OfAServerThatDoesNotSearchIsASuccessWhateverFailsAfterwards) {
+  preferences.set("installation_type", "1");
+  heartBeat.onCall([] { throw 7; });
+  EXPECT_EQ(registerServer(), 0);
+  const std::string url = kUrl;
+  EXPECT_THAT(heartBeat.calls(), ElementsAre("join " + url, "register " + url));
+  EXPECT_THAT(log.texts(utils::LOG_ERROR),
+              ElementsAre("unknown exception", "unknown exception",
+                          testing::HasSubstr("the attributes of 10.0.0.5 are no document")))
+      << "it is filed all the same, as far as that goes";
+}
+
+TEST_F(SlpRegistration, LeavesATraceOfItsAttributesAndOfSlpsReport) {
+  registerServer(true);
+  const auto traces = log.texts(utils::LOG_TRACE);
+  const auto count = [&](const std::string& name) {
+    return std::count_if(traces.begin(), traces.end(),
+                         [&](const std::string& text) { return text.find(name) != std::string::npos; });
+  };
+  EXPECT_EQ(count("RemoteServerDiscovery::addSlpAttributes"), 4) << "entered and left, for the address and the details";
+  EXPECT_EQ(count("RemoteServerDiscovery::slpRegistrationReport"), 2);
 }
 
 TEST_F(SlpRegistration, MakesOneDiscoveryThread) {

@@ -289,9 +289,11 @@ class WatchedSystem : public support::FakeSystem {
   }
   std::string getLocalServerId() override {
     if (mThrows) throw std::runtime_error("the machine has failed");
+    if (mThrowsANumber) throw 7;
     return FakeSystem::getLocalServerId();
   }
   void throwFromNowOn(bool on) { mThrows = on; }
+  void throwANumberFromNowOn(bool on) { mThrowsANumber = on; }
   /// Waits until a look that began after the call has ended.
   bool waitForLook() const {
     const int before = mLooks;
@@ -301,6 +303,7 @@ class WatchedSystem : public support::FakeSystem {
  private:
   std::atomic<int> mLooks = 0;
   std::atomic<bool> mThrows = false;
+  std::atomic<bool> mThrowsANumber = false;
 };
 
 class IpChangeMonitorOnAFailingMachine : public IpChangeMonitor {
@@ -332,6 +335,18 @@ TEST_F(IpChangeMonitorOnAFailingMachine, GoesOnAfterACycleThatThrew) {
   }));
   setDetails(serverRecord("renamed", "10.0.0.1"));
   machine.throwFromNowOn(false);
+  EXPECT_TRUE(waitForRegistrations(2));
+}
+
+TEST_F(IpChangeMonitorOnAFailingMachine, GoesOnAfterACycleThatThrewWhatIsNoException) {
+  startUpAndSettle();
+  machine.throwANumberFromNowOn(true);
+  ASSERT_TRUE(support::waitFor([this] {
+    return log.has(utils::LOG_ERROR,
+                   "ServerDiscoveryPl::startIPChangeMonitorThread:exception caught:unknown exception");
+  }));
+  setDetails(serverRecord("renamed", "10.0.0.1"));
+  machine.throwANumberFromNowOn(false);
   EXPECT_TRUE(waitForRegistrations(2));
 }
 

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 
 #include "RegistrationTest.h"
 #include "framework/http/Command.h"
@@ -240,6 +241,27 @@ TEST_F(DiscoveryOfOthers, BeginsWhenTheAddressesCannotBeListed) {
 TEST_F(DiscoveryOfOthers, BeginsWhenTheMachineDoesNotKnowItsOwnAddress) {
   system.failGetLocalIPAddress();
   expectSearch();
+}
+
+TEST_F(DiscoveryOfOthers, BeginsWhenRegisteringEndsByAnException) {
+  class FailingSystem : public support::FakeSystem {
+   public:
+    std::string getLocalServerId() override { throw std::runtime_error("the machine has failed"); }
+  };
+  preferences.set("ip_change_polling_interval", "600000");
+  const FailingSystem failing;
+  expectSearch();
+  EXPECT_THAT(registeredUrls(), IsEmpty());
+  EXPECT_TRUE(
+      log.has(utils::LOG_ERROR, "ServerDiscoveryPl::registerServiceDiscovery:exception caught:the machine has failed"));
+}
+
+TEST_F(DiscoveryOfOthers, BeginsWhenAnnouncingFails) {
+  heartBeat.onCall([] { throw std::runtime_error("no thread"); });
+  expectSearch();
+  EXPECT_THAT(registeredUrls(), ElementsAre(url("10.0.0.1"))) << "and no other address is tried";
+  EXPECT_NE(state().monitor, nullptr);
+  heartBeat.onCall(nullptr);
 }
 
 TEST_F(DiscoveryOfOthers, EndsWithTheRegistration) {
