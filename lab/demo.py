@@ -66,10 +66,10 @@ def tell(show, hosts, build, folder):
     for server in (one, two, three):
         show.servers.append(server)
         server.start()
-        show.event(f"{server.host.name} starts, at http://{server.host.ipv4}:{server.PORT}")
+        show.event(f"{server.host.name} starts, at {server.host.ipv4} inside its network")
         show.watch_for(*(server.host.name for server in show.servers))
 
-    show.event(f"two gets a second address, {SECOND_ADDRESS}: it registers anew, and the others look for it again")
+    show.event(f"two gets a second address, {SECOND_ADDRESS}: it registers anew, and for one pass it is missing there")
     two.host.add_address(SECOND_ADDRESS)
     show.watch(f"they list {SECOND_ADDRESS}", lambda text: SECOND_ADDRESS in text and len(names_in(text)) == 3)
 
