@@ -27,18 +27,21 @@ SETTINGS = {"slp_find_service_interval": "500ms", "ip_change_polling_interval": 
 # Seconds. Sanitizers slow down every start, pass and end.
 START = 60
 END = 30
-QUIET = 90
+
+# Makes a server that the others never list.
+HIDDEN = {"installation_oem_type": 3}
 
 
 class Member:
     """A host of the network, and the server on it while one runs."""
 
-    def __init__(self, host, build, folder, number):
+    def __init__(self, host, build, folder, number, settings):
         self.host = host
-        self.second_address = f"10.88.0.{200 + number}"
-        self.has_second = False
+        # Each of them comes and goes: also the one that it is registered by, and both at a time.
+        self.addresses = {host.ipv4: True, f"10.88.0.{200 + number}": False}
+        host.sysctl("ipv4/conf/all/promote_secondaries", 1)  # what goes takes nothing else along
         self.is_wanted = False
-        self.server = Server(host, build, folder, settings=SETTINGS, arguments=["--log-level", "info"])
+        self.server = Server(host, build, folder, settings={**SETTINGS, **settings}, arguments=["--log-level", "info"])
 
     def assert_alive(self):
         if self.is_wanted and self.server.process.poll() is not None:
@@ -67,10 +70,13 @@ class Member:
         self.is_wanted = False
         self.server.kill()
 
-    def change_address(self):
-        change = self.host.remove_address if self.has_second else self.host.add_address
-        change(self.second_address)
-        self.has_second = not self.has_second
+    def change_address(self, address):
+        """Takes it away, or gives it again."""
+        change = self.host.remove_address if self.addresses[address] else self.host.add_address
+        change(address)
+        self.addresses[address] = not self.addresses[address]
+        # By which it is asked for its list.
+        self.host.ipv4 = next((each for each, is_there in self.addresses.items() if is_there), None)
 
     def resident_kilobytes(self):
         status = pathlib.Path(f"/proc/{self.server.process.pid}/status").read_text()
@@ -97,10 +103,11 @@ class Summary:
 
 
 class Soak:
-    def __init__(self, members, summary, chance):
+    def __init__(self, members, summary, chance, patience):
         self._members = members
         self._summary = summary
         self._chance = chance
+        self._patience = patience
 
     def run(self, seconds):
         """Ends at the first fault."""
@@ -116,10 +123,14 @@ class Soak:
 
     def _act(self):
         member = self._chance.choice(self._members)
-        possible = ["stop", "kill", "change_address", "change_address"] if member.is_wanted else ["start"]
-        action = self._chance.choice(possible)
-        self._summary.actions[action.replace("_", " ")] += 1
-        getattr(member, action)()
+        changes = [
+            (f"change {name} address", lambda address=address: member.change_address(address))
+            for name, address in zip(("first", "second"), member.addresses)
+        ]
+        possible = [("stop", member.stop), ("kill", member.kill), *changes]
+        name, act = self._chance.choice(possible) if member.is_wanted else ("start", member.start)
+        self._summary.actions[name] += 1
+        act()
 
     def _look(self):
         """The lists of those that run, when nothing has happened for a while."""
@@ -136,10 +147,9 @@ class Soak:
         self._summary.quiet_points += 1
         print(f"{time.strftime('%H:%M:%S')} right after {took:4.1f} s: {' '.join(expected) or '(none runs)'}", flush=True)
 
-    @staticmethod
-    def _wait_until_it_lists(member, expected):
+    def _wait_until_it_lists(self, member, expected):
         try:
-            wait_for(lambda: member.names() == expected, QUIET, f"{member.host.name} lists {expected}")
+            wait_for(lambda: member.names() == expected, self._patience, f"{member.host.name} lists {expected}")
         except TimeoutError as late:
             raise RuntimeError(f"{late}, but {member.names()}") from late
 
@@ -159,9 +169,12 @@ def soak(options, folder):
     summary = Summary()
     with Segment() as segment:
         names = [f"server-{number}" for number in range(1, options.servers + 1)]
-        members = [Member(segment.host(name), build, folder, number) for number, name in enumerate(names)]
+        members = [
+            Member(segment.host(name), build, folder, number, HIDDEN if options.hide and number == 0 else {})
+            for number, name in enumerate(names)
+        ]
         try:
-            Soak(members, summary, random.Random(options.seed)).run(options.minutes * 60)
+            Soak(members, summary, random.Random(options.seed), options.patience).run(options.minutes * 60)
         except Exception as fault:  # whatever it is, it ends the soak and is what it showed
             summary.faults.append(f"{type(fault).__name__}: {fault}")
         finally:
@@ -176,6 +189,8 @@ def main():
     parser.add_argument("build", help="the folder of a build")
     parser.add_argument("--minutes", type=float, default=10)
     parser.add_argument("--servers", type=int, default=5)
+    parser.add_argument("--patience", type=float, default=90, help="seconds until lists must be right")
+    parser.add_argument("--hide", action="store_true", help="one server from the others, to see that this is reported")
     parser.add_argument("--seed", type=int, default=int(time.time()), help="the same seed makes the same choices")
     options = parser.parse_args()
     print(f"seed {options.seed}", flush=True)
