@@ -38,7 +38,7 @@ def hostile(segment):
 def test_it_ends_in_time_in_the_middle_of_a_pass(peers, hostile, patience, moment):
     agent, _ = hostile
     one = peers.make("one", slp=f"net.slp.DAAddresses = {agent}\n")
-    for _ in range(3):
+    for _ in range(2):
         before = one.count(moment)
         one.server.spawn()
         peers.wait_for(lambda before=before: one.count(moment) > before, moment, 40)
@@ -53,7 +53,7 @@ def test_it_ends_in_time_between_two_passes(peers, patience):
 
 def test_silent_peers_are_not_listed_and_keep_nobody_from_the_list(peers, hostile):
     _, addresses = hostile
-    one, two = peers.start("one"), peers.start("two")
+    one, two = peers.start_together("one", "two")
     given_up = "RemoteServerDiscovery:addDiscoveredHost:Server details failed with IP:"
     peers.wait_for(lambda: one.count(given_up) >= len(addresses), "all silent ones are given up", 25)
     peers.wait_until_they_list_one_another(one, two)

@@ -7,7 +7,7 @@ import struct
 
 import messages
 import pytest
-from faults import assert_right_within_two_passes, wait_for_passes
+from faults import assert_right_within_two_passes
 from peers import TYPE
 
 FOUND = "RemoteServerDiscovery:slpUrlCallback:URL that is going to be added to discoveredSLPServers is:"
@@ -59,15 +59,14 @@ class Responder:
 def test_urls_that_are_reported_again_and_again_do_not_hold_up_the_passes(peers, segment, types):
     stranger = segment.host("stranger", route=True)
     urls = [f"{each}://{stranger.ipv4}:8443" for each in types]
-    two = [peers.start(name) for name in ("one", "two")]
+    two = peers.start_together("one", "two")
     with Responder(stranger, urls + urls):
         peers.wait_for(lambda: all(peer.count(FOUND + urls[0]) for peer in two), "the stranger is heard")
-        wait_for_passes(peers, two)
+        assert_right_within_two_passes(peers, two)
         for peer in two:
             for url in urls:
                 assert peer.count(FOUND + url) <= peer.passes()
                 assert peer.count(DISPATCHED + url) <= peer.count(FOUND + url)
-        assert_right_within_two_passes(peers, two)
 
 
 def test_a_server_under_such_answers_ends_in_time(peers, segment, patience):

@@ -8,7 +8,7 @@ NAMES = ["one", "two", "three"]
 
 @pytest.fixture
 def three(peers):
-    started = [peers.start(name) for name in NAMES]
+    started = peers.start_together(*NAMES)
     peers.wait_until_they_list_one_another(*started)
     return started
 

@@ -15,7 +15,7 @@ def seconds_to_serve(peer):
 
 
 def test_servers_go_on_serving_and_the_lists_are_right_within_two_passes_after_it(peers, segment, patience):
-    three = [peers.start(name) for name in ("one", "two", "three")]
+    three = peers.start_together("one", "two", "three")
     peers.wait_until_they_list_one_another(*three)
     segment.lose(30)
     end = time.monotonic() + SECONDS
@@ -29,7 +29,7 @@ def test_servers_go_on_serving_and_the_lists_are_right_within_two_passes_after_i
 
 
 def test_a_server_that_starts_amid_losses_is_listed_within_two_passes_after_them(peers, segment):
-    left = [peers.start(name) for name in ("one", "two")]
+    left = peers.start_together("one", "two")
     peers.wait_until_they_list_one_another(*left)
     segment.host("three")
     segment.lose(30)

@@ -46,7 +46,7 @@ def test_an_installation_of_type_1_is_found_and_does_not_search(peers, overheard
 
 
 def test_a_server_that_does_not_announce_sends_nothing_to_the_group(segment, peers, overheard):
-    one, two = (peers.start(name, settings={"enable_multicast": 0}) for name in ("one", "two"))
+    one, two = peers.start_together("one", "two", settings={"enable_multicast": 0})
     peers.wait_until_they_list_one_another(one, two)
     two.host.add_address("10.88.0.200")
     peers.wait_for(lambda: two.registrations() == 2, "it has registered again")
@@ -96,7 +96,7 @@ def forged(one, address):
 
 @pytest.mark.parametrize("strictness", [0, 1, 2])
 def test_a_server_with_a_wrong_digest_is_left_out_only_when_strict(peers, strictness):
-    one, two = (peers.start(name, settings={"slp_find_service_strictness": strictness}) for name in ("one", "two"))
+    one, two = peers.start_together("one", "two", settings={"slp_find_service_strictness": strictness})
     forger = peers.start("forger", settings={"installation_oem_type": 3})
     peers.wait_until_all_list([one, two], ["one", "two"])
     address = forger.host.ipv4
@@ -119,7 +119,7 @@ def test_a_server_with_a_wrong_digest_is_left_out_only_when_strict(peers, strict
 def test_strict_servers_list_one_another_with_whatever_names_they_have(peers):
     """Blanks of the system's name are lost on the way, and the digest holds all the same."""
     strict = {"slp_find_service_strictness": 2}
-    one, two, three = (peers.start(name, settings=strict) for name in ("one", "two", "three"))
+    one, two, three = peers.start_together("one", "two", "three", settings=strict)
     assert " " in two.own()["os"]["name"]
     peers.wait_until_they_list_one_another(one, two, three)
     after_passes(peers, one)
