@@ -5,22 +5,17 @@
 #include <cerrno>
 #include <cstddef>
 #include <netinet/in.h>
-#include <span>
 #include <sys/socket.h>
 #include <system_error>
 #include <unistd.h>
+
+#include "heartbeat/GroupAddress.h"
 
 namespace cli {
 namespace {
 
 std::string lastError() {
   return std::generic_category().message(errno);
-}
-
-in_addr groupAddress() {
-  in_addr address{};
-  inet_pton(AF_INET, heartbeat::kAnnounceGroup, &address);
-  return address;
 }
 
 bool setOption(int descriptor, int level, int name, int value) {
@@ -61,7 +56,7 @@ bool AnnounceSocket::bindTo(std::uint16_t port) const {
   address.sin_family = AF_INET;
   address.sin_port = htons(port);
   // The group's address and not any: what is sent to the machine alone stays with the server that runs there.
-  address.sin_addr = groupAddress();
+  address.sin_addr = heartbeat::groupAddress().sin_addr;
   return setOption(mDescriptor, SOL_SOCKET, SO_REUSEADDR, 1) &&
          // Otherwise it would hear the interfaces that other programs have joined on, too.
          setOption(mDescriptor, IPPROTO_IP, IP_MULTICAST_ALL, 0) &&
@@ -69,29 +64,34 @@ bool AnnounceSocket::bindTo(std::uint16_t port) const {
 }
 
 void AnnounceSocket::join(const AnnounceInterface& interface) {
-  ip_mreqn membership{};
-  membership.imr_multiaddr = groupAddress();
-  membership.imr_ifindex = static_cast<int>(interface.index);
-  if (setsockopt(mDescriptor, IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership, sizeof membership) == 0) {
+  if (heartbeat::joinGroup(mDescriptor, interface.index)) {
     mJoined.push_back(interface.name);
   } else {
     mRefused.push_back(interface.name + ": " + lastError());
   }
 }
 
+std::vector<std::string> AnnounceSocket::follow(const std::vector<AnnounceInterface>& interfaces) const {
+  // The kernel knows best where it is a member: it refuses to join twice.
+  std::vector<std::string> names;
+  for (const AnnounceInterface& interface : interfaces) {
+    if (interface.index != 0 && heartbeat::joinGroup(mDescriptor, interface.index)) names.push_back(interface.name);
+  }
+  return names;
+}
+
 std::optional<AnnounceDatagram> AnnounceSocket::receive() {
-  std::array<std::byte, heartbeat::kAnnounceRecordSize> buffer{};
   sockaddr_in sender{};
   socklen_t senderSize = sizeof sender;
   // With MSG_TRUNC the result is the datagram's size, however much of it the buffer takes.
-  const ssize_t size = ::recvfrom(mDescriptor, buffer.data(), buffer.size(), MSG_TRUNC,
+  const ssize_t size = ::recvfrom(mDescriptor, mBuffer.data(), mBuffer.size(), MSG_TRUNC,
                                   reinterpret_cast<sockaddr*>(&sender), &senderSize);
   if (size < 0) return std::nullopt;
   AnnounceDatagram datagram;
   datagram.time = std::chrono::system_clock::now();
   datagram.source = addressText(sender.sin_addr);
   datagram.size = static_cast<std::size_t>(size);
-  if (datagram.size == buffer.size()) datagram.record = heartbeat::decodeAnnounceRecord(std::span(buffer));
+  if (datagram.size == mBuffer.size()) datagram.record = heartbeat::decodeAnnounceRecord(mBuffer);
   return datagram;
 }
 

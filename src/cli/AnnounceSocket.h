@@ -25,8 +25,12 @@ class AnnounceSocket {
 
   /// To wait on until there is something to receive.
   int descriptor() const { return mDescriptor; }
-  /// One datagram, without waiting; none when there is none.
+  /// One datagram, without waiting; none when there is none. It is good until the next call.
   std::optional<AnnounceDatagram> receive();
+
+  /// Joins on each of them where it has not yet, or where it fell out because the interface had gone; the names of
+  /// those. What is refused may be tried again.
+  std::vector<std::string> follow(const std::vector<AnnounceInterface>& interfaces) const;
 
   /// Interfaces that are heard, as "eth0".
   const std::vector<std::string>& joined() const { return mJoined; }
@@ -40,6 +44,7 @@ class AnnounceSocket {
   void join(const AnnounceInterface& interface);
 
   const int mDescriptor;
+  heartbeat::AnnounceBytes mBuffer{};
   std::vector<std::string> mJoined;
   std::vector<std::string> mRefused;
 };

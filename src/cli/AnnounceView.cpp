@@ -17,6 +17,13 @@ namespace {
 
 using heartbeat::AnnounceRecord;
 
+// Columns, in characters. Lines are printed as they come, so that a longer text only shifts its own line.
+constexpr std::size_t kTimeWidth = 24;
+constexpr std::size_t kAddressWidth = 15;
+constexpr std::size_t kKindWidth = 10;
+constexpr std::size_t kUrlWidth = 49;
+constexpr std::size_t kLifetimeWidth = 8;
+
 /// "2026-01-31T23:59:59.999Z"
 std::string timeText(std::chrono::system_clock::time_point time) {
   const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
@@ -45,7 +52,8 @@ std::string kindText(std::int32_t kind) {
 }
 
 /// As they were before double quotes were replaced for the record.
-std::string originalAttributes(std::string attributes) {
+std::string originalAttributes(std::string_view announced) {
+  std::string attributes(announced);
   std::replace(attributes.begin(), attributes.end(), '!', '"');
   return attributes;
 }
@@ -53,6 +61,7 @@ std::string originalAttributes(std::string attributes) {
 struct Identifier {
   std::string text;  ///< "" when the attributes tell none
   bool isCut = false;
+  bool isUnreadable = false;  ///< though it is not cut
 };
 
 Identifier identifierIn(std::string_view attributes) {
@@ -63,10 +72,17 @@ Identifier identifierIn(std::string_view attributes) {
   try {
     json::Object details;
     json::Reader::Read(details, value.substr(0, value.find(')')));
-    return {json::textAt(details, {wire::kProperties, wire::kDisplayId}), false};
+    return {json::textAt(details, {wire::kProperties, wire::kDisplayId})};
   } catch (const json::Exception&) {
-    return {"", true};
+    const bool isCut = attributes.size() >= heartbeat::kMaxAnnounceAttributes;
+    return {"", isCut, !isCut};
   }
+}
+
+/// The brackets tell it from an identifier, which has none when it comes from a server of ours.
+std::string identifierText(const Identifier& identifier) {
+  if (identifier.isCut) return "(cut)";
+  return identifier.isUnreadable ? "(unreadable)" : identifier.text;
 }
 
 std::string notARecord(std::size_t size) {
@@ -82,24 +98,25 @@ std::string cell(std::string_view text, std::size_t width) {
   return result + "  ";
 }
 
-json::String jsonOf(const std::string& text) {
-  return json::String(text);
+json::String jsonOf(std::string_view text) {
+  return json::String(std::string(text));
 }
 
 }  // namespace
 
+std::string announceTitle() {
+  return cell("TIME", kTimeWidth) + cell("FROM", kAddressWidth) + cell("KIND", kKindWidth) +
+         cell("ADDRESS", kAddressWidth) + cell("URL", kUrlWidth) + cell("LIFETIME", kLifetimeWidth) + "ID\n";
+}
+
 std::string announceLine(const AnnounceDatagram& datagram) {
-  constexpr std::size_t kAddressWidth = 15;
-  constexpr std::size_t kKindWidth = 10;
-  constexpr std::size_t kUrlWidth = 49;
-  constexpr std::size_t kLifetimeWidth = 5;
   const std::string start = timeText(datagram.time) + "  " + cell(datagram.source, kAddressWidth);
   if (!datagram.record) return start + notARecord(datagram.size) + "\n";
   const AnnounceRecord& record = *datagram.record;
   const Identifier identifier = identifierIn(originalAttributes(record.attributes));
   std::string line = start + cell(kindText(record.kind), kKindWidth) + cell(record.address, kAddressWidth) +
                      cell(record.url, kUrlWidth) + cell(std::to_string(record.lifetime), kLifetimeWidth) +
-                     cell(identifier.isCut ? "cut" : identifier.text, 0);
+                     cell(identifierText(identifier), 0);
   line.erase(line.find_last_not_of(' ') + 1);
   return line + "\n";
 }
@@ -118,6 +135,7 @@ std::string announceJson(const AnnounceDatagram& datagram) {
     object["lifetime"] = json::Number(record.lifetime);
     object["id"] = jsonOf(identifier.text);
     object["isCut"] = json::Boolean(identifier.isCut);
+    object["isUnreadable"] = json::Boolean(identifier.isUnreadable);
     object["attributes"] = jsonOf(attributes);
   } else {
     object["kind"] = jsonOf("not a record");

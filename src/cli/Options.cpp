@@ -161,7 +161,7 @@ void addAnnounceCommands(CLI::App& app, Options& options, AnnounceChoice& choice
       ->option_text("NAME|ADDRESS[,...]");
   listen->add_option("--count", choice.options.count, "End after so many records")
       ->option_text("NUMBER")
-      ->check(CLI::PositiveNumber);
+      ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1'000'000'000}));
   listen
       ->add_option_function<double>(
           "--for", [&choice](double seconds) { choice.options.duration = durationOf("--for", seconds, kLongest); },

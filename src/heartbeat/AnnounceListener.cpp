@@ -13,14 +13,13 @@ namespace heartbeat {
 
 bool AnnounceListener::open() {
   if (mSocket) {
-    mSocket->renew();
+    watchNetwork();
+    renew();
     return true;
   }
-  // Watched before the interfaces are listed for the first time, so that no change is missed.
-  mNetwork.open();
   std::unique_ptr<AnnounceSocket> socket = AnnounceSocket::open();
   if (!socket) return false;
-  if (!makeEvents() || !add(socket->descriptor())) {
+  if (!makeEvents(*socket)) {
     const int error = errno;
     utils::formatted_log_t(utils::LOG_ERROR,
                            "HeartBeatWin:CreateNetConnections:CreateIoCompletionPort Failed:WSAGetLastError:%1%") %
@@ -28,22 +27,34 @@ bool AnnounceListener::open() {
     return false;
   }
   mSocket = std::move(socket);
+  // Watched before the interfaces are listed for the first time, so that no change is missed.
+  watchNetwork();
+  if (!mSocket->followInterfaces()) mNetwork.setAlarm();
   return true;
 }
 
-bool AnnounceListener::makeEvents() {
+bool AnnounceListener::makeEvents(const AnnounceSocket& socket) {
   mEvents = Descriptor(epoll_create1(EPOLL_CLOEXEC));
   if (!mEvents) return false;
   mEndSignal = Descriptor(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
-  if (!mEndSignal || !add(mEndSignal.get())) return false;
-  if (mNetwork.alarm() < 0) return true;
-  return add(mNetwork.notifications()) && add(mNetwork.alarm());
+  return mEndSignal && add(mEndSignal.get(), Source::kEnd) && add(socket.descriptor(), Source::kSocket);
 }
 
-bool AnnounceListener::add(int descriptor) {
+void AnnounceListener::watchNetwork() {
+  if (mNetwork.isOpen() || !mNetwork.open()) return;
+  // The workers learn of it here, and not before.
+  const bool isHeard = add(mNetwork.alarm(), Source::kAlarm) && add(mNetwork.notifications(), Source::kNotifications);
+  if (!isHeard) mNetwork.close();
+}
+
+void AnnounceListener::renew() {
+  if (!mSocket->renew()) mNetwork.setAlarm();
+}
+
+bool AnnounceListener::add(int descriptor, Source source) {
   epoll_event event{};
   event.events = EPOLLIN;
-  event.data.fd = descriptor;
+  event.data.u32 = static_cast<std::uint32_t>(source);
   return epoll_ctl(mEvents.get(), EPOLL_CTL_ADD, descriptor, &event) == 0;
 }
 
@@ -56,17 +67,23 @@ void AnnounceListener::work(const Handler& handle) {
       utils::formatted_log_t(utils::LOG_ERROR, "HeartBeatWin:WorkerThread:WorkThread Wait Failed");
       return;
     }
-    if (count > 0) serve(event.data.fd, buffer, handle);
+    if (count > 0) serve(static_cast<Source>(event.data.u32), buffer, handle);
   }
 }
 
-void AnnounceListener::serve(int descriptor, AnnounceBytes& buffer, const Handler& handle) {
-  if (descriptor == mSocket->descriptor()) {
-    receiveOne(buffer, handle);
-  } else if (descriptor == mNetwork.notifications()) {
-    mNetwork.takeNotifications();
-  } else if (descriptor == mNetwork.alarm()) {
-    if (mNetwork.takeAlarm()) mSocket->renew();
+void AnnounceListener::serve(Source source, AnnounceBytes& buffer, const Handler& handle) {
+  switch (source) {
+    case Source::kSocket:
+      receiveOne(buffer, handle);
+      break;
+    case Source::kNotifications:
+      mNetwork.takeNotifications();
+      break;
+    case Source::kAlarm:
+      if (mNetwork.takeAlarm()) renew();
+      break;
+    case Source::kEnd:
+      break;
   }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 
@@ -24,7 +25,7 @@ class AnnounceListener {
   AnnounceListener& operator=(const AnnounceListener&) = delete;
 
   /// Makes the socket and what the workers wait on. False when it cannot, which is logged; the next call tries again.
-  /// An open one renews its memberships. For one thread at a time.
+  /// An open one renews its memberships, and follows the interfaces if that failed before. For one thread at a time.
   bool open();
 
   /// Hands each record that this thread receives to `handle`, until `end`; an exception costs only its record. The
@@ -36,9 +37,14 @@ class AnnounceListener {
   void end();
 
  private:
-  bool add(int descriptor);
-  bool makeEvents();
-  void serve(int descriptor, AnnounceBytes& buffer, const Handler& handle);
+  /// What the workers wait on.
+  enum class Source : std::uint32_t { kSocket, kNotifications, kAlarm, kEnd };
+
+  bool add(int descriptor, Source source);
+  bool makeEvents(const AnnounceSocket& socket);
+  void watchNetwork();
+  void renew();
+  void serve(Source source, AnnounceBytes& buffer, const Handler& handle);
   void receiveOne(AnnounceBytes& buffer, const Handler& handle);
   void handleGuarded(const AnnounceBytes& buffer, const Handler& handle);
 

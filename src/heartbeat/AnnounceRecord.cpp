@@ -1,7 +1,6 @@
 #include "heartbeat/AnnounceRecord.h"
 
 #include <algorithm>
-#include <string_view>
 
 namespace heartbeat {
 namespace {
@@ -13,7 +12,6 @@ constexpr std::size_t kMaxAddress = 15;
 constexpr std::size_t kUrlOffset = 36;
 constexpr std::size_t kMaxUrl = 64;
 constexpr std::size_t kAttributesOffset = 100;
-constexpr std::size_t kMaxAttributes = 1535;
 constexpr std::size_t kLifetimeOffset = 1636;
 
 void putText(AnnounceBytes& bytes, std::size_t offset, std::string_view text, std::size_t limit) {
@@ -21,11 +19,9 @@ void putText(AnnounceBytes& bytes, std::size_t offset, std::string_view text, st
                  bytes.begin() + static_cast<std::ptrdiff_t>(offset), [](char c) { return static_cast<std::byte>(c); });
 }
 
-std::string textAt(std::span<const std::byte, kAnnounceRecordSize> bytes, std::size_t offset) {
-  std::string text;
-  for (std::size_t i = offset; i < bytes.size() && bytes[i] != std::byte{0}; ++i)
-    text += static_cast<char>(bytes[i]);
-  return text;
+std::string_view textAt(std::span<const std::byte, kAnnounceRecordSize> bytes, std::size_t offset) {
+  const std::string_view rest(reinterpret_cast<const char*>(bytes.data()) + offset, bytes.size() - offset);
+  return rest.substr(0, rest.find('\0'));
 }
 
 template <typename Number>
@@ -49,7 +45,7 @@ AnnounceBytes encodeAnnounceRecord(const AnnounceRecord& record) {
   putNumber(bytes, kKindOffset, static_cast<std::uint32_t>(record.kind));
   putText(bytes, kAddressOffset, record.address, kMaxAddress);
   putText(bytes, kUrlOffset, record.url, kMaxUrl);
-  putText(bytes, kAttributesOffset, record.attributes, kMaxAttributes);
+  putText(bytes, kAttributesOffset, record.attributes, kMaxAnnounceAttributes);
   putNumber(bytes, kLifetimeOffset, record.lifetime);
   return bytes;
 }
@@ -62,10 +58,6 @@ AnnounceRecord decodeAnnounceRecord(std::span<const std::byte, kAnnounceRecordSi
   record.attributes = textAt(bytes, kAttributesOffset);
   record.lifetime = numberAt<std::uint16_t>(bytes, kLifetimeOffset);
   return record;
-}
-
-bool isCutInAnnounceRecord(const std::string& attributes) {
-  return attributes.size() > kMaxAttributes;
 }
 
 }  // namespace heartbeat

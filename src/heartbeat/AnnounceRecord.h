@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
-#include <string>
+#include <string_view>
 
 namespace heartbeat {
 
@@ -15,17 +15,20 @@ inline constexpr std::uint16_t kAnnouncePort = 1847;
 /// Bytes of an announce record on the wire, always all of them.
 inline constexpr std::size_t kAnnounceRecordSize = 1640;
 using AnnounceBytes = std::array<std::byte, kAnnounceRecordSize>;
+/// Bytes of attributes that a record holds; the rest is cut.
+inline constexpr std::size_t kMaxAnnounceAttributes = 1535;
 
-/// What one server tells the others.
+/// What one server tells the others. Its texts stay their owner's: a record that was decoded is good for as long as the
+/// bytes that it came from.
 struct AnnounceRecord {
   /// Other values occur in records of strangers.
   enum Kind : std::int32_t { kJoin = -1, kRegister = 0, kDeregister = 1 };
 
   std::int32_t kind = kJoin;
-  std::string address;
-  std::string url;
-  std::string attributes;      ///< as they travel: with "!" for each double quote
-  std::uint16_t lifetime = 0;  ///< seconds
+  std::string_view address;
+  std::string_view url;
+  std::string_view attributes;  ///< as they travel: with "!" for each double quote
+  std::uint16_t lifetime = 0;   ///< seconds
 };
 
 /// Little-endian on every machine. A text that is too long for its field is cut: the address at 15 bytes, the URL at 64
@@ -35,8 +38,5 @@ AnnounceBytes encodeAnnounceRecord(const AnnounceRecord& record);
 /// Every sequence of bytes is a record: a text ends at its first zero byte or, when its field holds none, further on,
 /// at the end of the bytes at last.
 AnnounceRecord decodeAnnounceRecord(std::span<const std::byte, kAnnounceRecordSize> bytes);
-
-/// Whether such attributes lose their end in a record.
-bool isCutInAnnounceRecord(const std::string& attributes);
 
 }  // namespace heartbeat

@@ -2,12 +2,13 @@
 
 #include <arpa/inet.h>
 #include <cerrno>
+#include <net/if.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <utility>
 
 #include "framework/utils/Log.h"
 #include "framework/utils/StringHelper.h"
+#include "framework/utils/System.h"
 #include "heartbeat/Descriptor.h"
 #include "heartbeat/GroupAddress.h"
 
@@ -19,8 +20,8 @@ using utils::formatted_log_t;
 /// The reach of a record is bounded by the group's scope, not by the number of routers.
 constexpr int kTimeToLive = 255;
 
-std::string addressOf(const std::string& serviceUrl) {
-  const std::string authority = serviceUrl.substr(serviceUrl.rfind('/') + 1);
+std::string_view addressOf(std::string_view serviceUrl) {
+  const std::string_view authority = serviceUrl.substr(serviceUrl.rfind('/') + 1);
   return authority.substr(0, authority.rfind(':'));
 }
 
@@ -33,10 +34,8 @@ void bindToAnyPort(int socket) {
   }
 }
 
-void joinGroup(int socket) {
-  ip_mreqn membership{};
-  membership.imr_multiaddr = groupAddress().sin_addr;
-  if (setsockopt(socket, IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership, sizeof membership) != 0) {
+void joinByRoute(int socket) {
+  if (!joinGroup(socket, 0)) {
     const int error = errno;
     formatted_log_t(utils::LOG_FAILURE, "HeartBeatWin:performMulticast:setsockopt achMCAddr:WSAGetLastError:%1%,%2%") %
         kAnnounceGroup % error;
@@ -52,17 +51,36 @@ void setOption(int socket, int option, int value, const char* failure) {
 
 /// Without a route for the group the kernel would find no way out. An address that is not this machine's is refused,
 /// and then the route decides.
-void leaveByInterfaceOf(int socket, const std::string& address) {
+void leaveByInterfaceOf(int socket, std::string_view address) {
   in_addr own{};
-  if (inet_pton(AF_INET, address.c_str(), &own) == 1) {
+  if (inet_pton(AF_INET, std::string(address).c_str(), &own) == 1) {
     setsockopt(socket, IPPROTO_IP, IP_MULTICAST_IF, &own, sizeof own);
   }
 }
 
+/// Whoever says goodbye to an address that has just gone has no interface of that address any more, and maybe no
+/// route. False when there is no other way out.
+bool leaveByFirstInterface(int socket) {
+  for (const utils::NetworkInterface& interface : utils::System::get_instance()->getNetworkInterfaces()) {
+    if (interface.ipV4.empty()) continue;
+    const ip_mreqn out = membershipOn(if_nametoindex(interface.name.c_str()));
+    return out.imr_ifindex != 0 && setsockopt(socket, IPPROTO_IP, IP_MULTICAST_IF, &out, sizeof out) == 0;
+  }
+  return false;
+}
+
+/// 0, or the errno of the failure.
+int sendToGroup(int socket, const AnnounceBytes& bytes) {
+  const sockaddr_in group = groupAddress();
+  const ssize_t sent =
+      sendto(socket, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&group), sizeof group);
+  return sent < 0 ? errno : 0;
+}
+
 void logContent(const AnnounceRecord& record) {
   formatted_log_t(utils::LOG_DETAIL, "HeartBeatWin:performMulticast:lslpData.lifetime:%1%") % record.lifetime;
-  // The join of the same registration carries the same attributes.
-  if (record.kind == AnnounceRecord::kRegister && isCutInAnnounceRecord(record.attributes)) {
+  // Each registration joins once, whether or not it sends a register record with the same attributes, too.
+  if (record.kind == AnnounceRecord::kJoin && record.attributes.size() > kMaxAnnounceAttributes) {
     formatted_log_t(utils::LOG_FAILURE,
                     "HeartBeatWin:performMulticast:the attributes do not fit the record and are cut:%1% bytes") %
         record.attributes.size();
@@ -71,10 +89,14 @@ void logContent(const AnnounceRecord& record) {
 
 }  // namespace
 
-AnnounceRecord makeAnnounceRecord(const std::string& serviceUrl, int kind, unsigned short lifetime,
-                                  std::string attributes) {
+std::string announcedAttributes(std::string attributes) {
   utils::StringHelper::replace(attributes, "\"", "!");
-  return {kind, addressOf(serviceUrl), serviceUrl, std::move(attributes), lifetime};
+  return attributes;
+}
+
+AnnounceRecord makeAnnounceRecord(std::string_view serviceUrl, int kind, unsigned short lifetime,
+                                  std::string_view attributes) {
+  return {kind, addressOf(serviceUrl), serviceUrl, attributes, lifetime};
 }
 
 void sendAnnounceRecord(const AnnounceRecord& record) {
@@ -89,7 +111,7 @@ void sendAnnounceRecord(const AnnounceRecord& record) {
 
 void sendAnnounceRecord(int socket, const AnnounceRecord& record) {
   bindToAnyPort(socket);
-  joinGroup(socket);
+  joinByRoute(socket);
   setOption(socket, IP_MULTICAST_TTL, kTimeToLive,
             "HeartBeatWin:performMulticast:setsockopt() IP_MULTICAST_TTL failed:WSAGetLastError:%1%");
   setOption(socket, IP_MULTICAST_LOOP, 0,
@@ -98,10 +120,9 @@ void sendAnnounceRecord(int socket, const AnnounceRecord& record) {
   logContent(record);
 
   const AnnounceBytes bytes = encodeAnnounceRecord(record);
-  const sockaddr_in group = groupAddress();
-  if (sendto(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL, reinterpret_cast<const sockaddr*>(&group),
-             sizeof group) < 0) {
-    const int error = errno;
+  int error = sendToGroup(socket, bytes);
+  if (error == ENETUNREACH && leaveByFirstInterface(socket)) error = sendToGroup(socket, bytes);
+  if (error != 0) {
     formatted_log_t(utils::LOG_ERROR, "HeartBeatWin:performMulticast:sendto() failed:WSAGetLastError:%1%") % error;
   }
 }

@@ -44,12 +44,11 @@ AnnounceSocket::AnnounceSocket(Descriptor socket) : mSocket(std::move(socket)), 
   hearOwnMembershipsOnly(mSocket.get());
   bindToPort();
   mMemberships.joinByRoute();
-  mMemberships.followInterfaces();
 }
 
-void AnnounceSocket::renew() {
+bool AnnounceSocket::renew() {
   bindToPort();
-  mMemberships.followInterfaces();
+  return followInterfaces();
 }
 
 void AnnounceSocket::bindToPort() {

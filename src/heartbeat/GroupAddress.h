@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <sys/socket.h>
 
 #include "heartbeat/AnnounceRecord.h"
 
@@ -21,6 +22,20 @@ inline sockaddr_in groupAddress() {
   sockaddr_in address = anyAddress(kAnnouncePort);
   inet_pton(AF_INET, kAnnounceGroup, &address.sin_addr);
   return address;
+}
+
+/// The group on the interface of that index; 0 leaves the choice to the routes.
+inline ip_mreqn membershipOn(unsigned int interface) {
+  ip_mreqn membership{};
+  membership.imr_multiaddr = groupAddress().sin_addr;
+  membership.imr_ifindex = static_cast<int>(interface);
+  return membership;
+}
+
+/// False, with errno set, when the system refuses.
+inline bool joinGroup(int socket, unsigned int interface) {
+  const ip_mreqn membership = membershipOn(interface);
+  return setsockopt(socket, IPPROTO_IP, IP_ADD_MEMBERSHIP, &membership, sizeof membership) == 0;
 }
 
 }  // namespace heartbeat

@@ -4,7 +4,9 @@
 #include <map>
 #include <net/if.h>
 #include <netinet/in.h>
+#include <optional>
 #include <sys/socket.h>
+#include <vector>
 
 #include "framework/utils/Log.h"
 #include "framework/utils/System.h"
@@ -13,20 +15,29 @@
 namespace heartbeat {
 namespace {
 
-/// 0, or the errno of the failure. Interface 0 leaves the choice to the routes.
-int changeMembership(int socket, int option, unsigned int interface) {
-  ip_mreqn membership{};
-  membership.imr_multiaddr = groupAddress().sin_addr;
-  membership.imr_ifindex = static_cast<int>(interface);
-  return setsockopt(socket, IPPROTO_IP, option, &membership, sizeof membership) == 0 ? 0 : errno;
+/// A list of interfaces is empty, too, when the system could not make one; only the list of addresses says so.
+bool hasNoAddress(utils::System& system) {
+  std::string ipV4[utils::System::kMaxAddresses];
+  std::string ipV6[utils::System::kMaxAddresses];
+  int count4 = 0;
+  int count6 = 0;
+  return system.getIPAddresses(ipV4, ipV6, count4, count6) != 0 && count4 == 0 && count6 == 0;
 }
 
-/// Index to name.
-std::map<unsigned int, std::string> interfacesWithIPv4() {
+/// Index to name; none when the system does not tell.
+std::optional<std::map<unsigned int, std::string>> interfacesWithIPv4() {
+  utils::System& system = *utils::System::get_instance();
+  const std::vector<utils::NetworkInterface> interfaces = system.getNetworkInterfaces();
+  if (interfaces.empty() && !hasNoAddress(system)) return std::nullopt;
   std::map<unsigned int, std::string> found;
-  for (const utils::NetworkInterface& interface : utils::System::get_instance()->getNetworkInterfaces()) {
-    const unsigned int index = interface.ipV4.empty() ? 0 : if_nametoindex(interface.name.c_str());
-    if (index != 0) found.emplace(index, interface.name);
+  for (const utils::NetworkInterface& interface : interfaces) {
+    if (interface.ipV4.empty()) continue;
+    const unsigned int index = if_nametoindex(interface.name.c_str());
+    if (index != 0) {
+      found.emplace(index, interface.name);
+    } else if (errno != ENODEV) {
+      return std::nullopt;
+    }
   }
   return found;
 }
@@ -34,7 +45,8 @@ std::map<unsigned int, std::string> interfacesWithIPv4() {
 }  // namespace
 
 void GroupMemberships::joinByRoute() {
-  if (const int error = changeMembership(mSocket, IP_ADD_MEMBERSHIP, 0); error != 0) {
+  if (!joinGroup(mSocket, 0)) {
+    const int error = errno;
     utils::formatted_log_t(utils::LOG_FAILURE,
                            "HeartBeatWin:CreateNetConnections:setsockopt() IP_ADD_MEMBERSHIP address "
                            "Failed:WSAGetLastError:%1%%2%") %
@@ -42,19 +54,22 @@ void GroupMemberships::joinByRoute() {
   }
 }
 
-void GroupMemberships::followInterfaces() {
-  const std::map<unsigned int, std::string> listed = interfacesWithIPv4();
+bool GroupMemberships::followInterfaces() {
+  // Taken before the interfaces are listed, so that of two calls at once the later list holds.
   const std::lock_guard lock(mMutex);
+  const auto listed = interfacesWithIPv4();
+  if (!listed) return false;
   for (const unsigned int interface : std::set<unsigned int>(mJoined)) {
-    if (!listed.contains(interface)) leave(interface);
+    if (!listed->contains(interface)) leave(interface);
   }
-  for (const auto& [interface, name] : listed) {
+  for (const auto& [interface, name] : *listed) {
     if (!mJoined.contains(interface)) join(interface, name);
   }
+  return true;
 }
 
 void GroupMemberships::join(unsigned int interface, const std::string& name) {
-  const int error = changeMembership(mSocket, IP_ADD_MEMBERSHIP, interface);
+  const int error = joinGroup(mSocket, interface) ? 0 : errno;
   // It may be the one that the routes named.
   if (error == 0 || error == EADDRINUSE) {
     mJoined.insert(interface);
@@ -65,7 +80,9 @@ void GroupMemberships::join(unsigned int interface, const std::string& name) {
 }
 
 void GroupMemberships::leave(unsigned int interface) {
-  changeMembership(mSocket, IP_DROP_MEMBERSHIP, interface);  // fails when the interface took the membership with it
+  const ip_mreqn membership = membershipOn(interface);
+  // Fails when the interface took the membership with it.
+  setsockopt(mSocket, IPPROTO_IP, IP_DROP_MEMBERSHIP, &membership, sizeof membership);
   mJoined.erase(interface);
 }
 

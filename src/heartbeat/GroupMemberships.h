@@ -17,8 +17,9 @@ class GroupMemberships {
 
   /// Joins on the interface that the routes name for the group; there may be none.
   void joinByRoute();
-  /// Joins on every interface of this machine that has an IPv4 address, and leaves those that are gone.
-  void followInterfaces();
+  /// Joins on every interface of this machine that has an IPv4 address, and leaves those that are gone. False when the
+  /// system did not tell which there are; then nothing changes.
+  bool followInterfaces();
 
  private:
   // With the mutex held.

@@ -53,7 +53,8 @@ void HeartBeatWindows::performMulticast(const char* serviceUrl, int kind, unsign
   if (launcher::Preferences::get_instance()->get_enable_multicast() == 0) return;
   const std::string url = serviceUrl != nullptr ? serviceUrl : "";
   formatted_log_t(utils::LOG_DETAIL, announcementText(kind)) % url;
-  heartbeat::sendAnnounceRecord(heartbeat::makeAnnounceRecord(url, kind, lifetime, std::move(attributes)));
+  const std::string announced = heartbeat::announcedAttributes(std::move(attributes));
+  heartbeat::sendAnnounceRecord(heartbeat::makeAnnounceRecord(url, kind, lifetime, announced));
 }
 
 void HeartBeatWindows::invokeThread() {

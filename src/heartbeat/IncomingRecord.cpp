@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "discovery/AttributeList.h"
 #include "discovery/DiscoveryMap.h"
@@ -15,7 +16,8 @@ namespace {
 using discovery::DiscoveryMap;
 
 /// The sender's own address field and URL are not consulted: the attributes are what the server registered with SLP.
-void handleRegister(std::string attributes) {
+void handleRegister(std::string_view announced) {
+  std::string attributes(announced);
   utils::StringHelper::replace(attributes, "!", "\"");
   const discovery::AttributeList list = discovery::parseAttributeList(attributes, std::nullopt);
   if (list.isVmware) {
@@ -36,7 +38,7 @@ void handleDeregister(const AnnounceRecord& record) {
       utils::LOG_DETAIL,
       "HeartBeatWin:HandleIncomingData:DEREGISTRATION! lpslpData->ipAddress=%1%, with lpslpData->srvURL=%2%") %
       record.address % record.url;
-  DiscoveryMap::withdraw(record.address);
+  DiscoveryMap::withdraw(std::string(record.address));
 }
 
 }  // namespace

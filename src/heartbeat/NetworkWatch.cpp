@@ -36,10 +36,15 @@ bool NetworkWatch::open() {
   if (mNotifications) mAlarm = Descriptor(timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC));
   if (mNotifications && mAlarm) return true;
   const int error = errno;
-  mNotifications = Descriptor();
+  close();
   utils::formatted_log_t(utils::LOG_FAILURE, "HeartBeatWin:CreateNetConnections:cannot follow the interfaces:%1%") %
       error;
   return false;
+}
+
+void NetworkWatch::close() {
+  mNotifications = Descriptor();
+  mAlarm = Descriptor();
 }
 
 void NetworkWatch::takeNotifications() {

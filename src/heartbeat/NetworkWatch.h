@@ -9,9 +9,11 @@ namespace heartbeat {
 /// thread.
 class NetworkWatch {
  public:
-  /// False when the kernel refuses, which is logged.
+  /// False when the kernel refuses, which is logged. For one thread, before others learn of it.
   bool open();
+  void close();
 
+  bool isOpen() const { return static_cast<bool>(mAlarm); }
   // To be polled for reading; -1 when it is not open.
   int notifications() const { return mNotifications.get(); }
   int alarm() const { return mAlarm.get(); }
@@ -20,10 +22,10 @@ class NetworkWatch {
   void takeNotifications();
   /// Whether the alarm rang; silences it.
   bool takeAlarm();
-
- private:
+  /// Lets it ring in a while, unless it is about to.
   void setAlarm();
 
+ private:
   Descriptor mNotifications;
   Descriptor mAlarm;
 };

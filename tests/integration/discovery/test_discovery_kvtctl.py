@@ -89,6 +89,7 @@ def test_announcements_are_shown_as_they_pass(peers, asking, listening):
     with listening() as listener:
         peers.wait_for(lambda: listeners(asking) == 1, "it listens")
         one = peers.start("one")
+        assert read_line(listener.process.stdout, 30).split()[:3] == ["TIME", "FROM", "KIND"]
         lines = [read_line(listener.process.stdout, 30) for _ in range(2)]
         one.server.stop(20)
         lines.append(read_line(listener.process.stdout, 30))

@@ -87,10 +87,16 @@ class ListenToAnnouncements : public testing::Test {
         static_cast<ssize_t>(text.size()));
   }
   void end() const { ASSERT_EQ(eventfd_write(mEnd.get(), 1), 0); }
-  ExitCode listen() { return listenToAnnouncements(mOptions, *mSocket, mOut, mErr, mEnd.get()); }
-  std::size_t lines() const {
+  ExitCode listen(AnnounceSocket& socket) {
+    return listenToAnnouncements(
+        mOptions, socket, [this] { return mInterfaces; }, mOut, mErr, mEnd.get());
+  }
+  ExitCode listen() { return listen(*mSocket); }
+  /// How many there are, a title aside.
+  std::ptrdiff_t lines() const {
     const std::string text = mOut.str();
-    return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+    const std::ptrdiff_t titles = mOptions.format == Format::kTable ? 1 : 0;
+    return std::count(text.begin(), text.end(), '\n') - titles;
   }
 
   const std::uint16_t mPort = freePort();
@@ -98,6 +104,7 @@ class ListenToAnnouncements : public testing::Test {
   std::optional<Result<std::unique_ptr<AnnounceSocket>>> mOpened;
   AnnounceSocket* mSocket = nullptr;
   Options mOptions;
+  std::vector<AnnounceInterface> mInterfaces{kLoopback};
   std::ostringstream mOut;
   std::ostringstream mErr;
 };
@@ -108,7 +115,7 @@ TEST_F(ListenToAnnouncements, PrintsALineForEachRecord) {
   send(recordBytes("10.0.0.9"));
   send(recordBytes("10.0.0.10"));
   EXPECT_EQ(listen(), ExitCode::kDone);
-  EXPECT_EQ(lines(), 2u);
+  EXPECT_EQ(lines(), 2);
   EXPECT_THAT(mOut.str(), HasSubstr("127.0.0.1        deregister  10.0.0.8 "));
   EXPECT_THAT(mOut.str(), HasSubstr("deregister  10.0.0.9 "));
   EXPECT_EQ(mErr.str(), "kvtctl: listening on lo\n");
@@ -120,7 +127,7 @@ TEST_F(ListenToAnnouncements, PrintsJsonOnOneLineEach) {
   send(recordBytes("10.0.0.8"));
   send("hello");
   EXPECT_EQ(listen(), ExitCode::kDone);
-  EXPECT_EQ(lines(), 2u);
+  EXPECT_EQ(lines(), 2);
   EXPECT_THAT(mOut.str(), HasSubstr(R"("kind":"deregister","address":"10.0.0.8")"));
   EXPECT_THAT(mOut.str(), HasSubstr(R"("kind":"not a record","size":5})"));
 }
@@ -143,14 +150,36 @@ TEST_F(ListenToAnnouncements, EndsWhenItsTimeIsOver) {
   send(recordBytes("10.0.0.8"));
   EXPECT_EQ(listen(), ExitCode::kDone);
   EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(100));
-  EXPECT_EQ(lines(), 1u);
+  EXPECT_EQ(lines(), 1);
 }
 
 TEST_F(ListenToAnnouncements, EndsWhenToldTo) {
   std::thread interrupter([this] { end(); });
   EXPECT_EQ(listen(), ExitCode::kDone);
   interrupter.join();
+  EXPECT_EQ(mOut.str(), announceTitle());
+}
+
+TEST_F(ListenToAnnouncements, PrintsNoTitleInJson) {
+  mOptions.format = Format::kJson;
+  end();
+  EXPECT_EQ(listen(), ExitCode::kDone);
   EXPECT_EQ(mOut.str(), "");
+}
+
+TEST_F(ListenToAnnouncements, JoinsOnInterfacesThatComeLater) {
+  // An interface that goes takes the membership with it.
+  ip_mreqn membership{};
+  inet_pton(AF_INET, heartbeat::kAnnounceGroup, &membership.imr_multiaddr);
+  membership.imr_ifindex = static_cast<int>(kLoopback.index);
+  ASSERT_EQ(setsockopt(mSocket->descriptor(), IPPROTO_IP, IP_DROP_MEMBERSHIP, &membership, sizeof membership), 0);
+  mInterfaces.push_back({"gone0", "10.0.0.1", 2'000'000'000, true});
+  mInterfaces.push_back({"gone1", "10.0.0.2", 0, true});
+  mOptions.announce->duration = std::chrono::milliseconds(2'500);  // two looks
+  EXPECT_EQ(listen(), ExitCode::kDone);
+  EXPECT_EQ(mErr.str(), "kvtctl: listening on lo\nkvtctl: listening on lo\n");
+  send(recordBytes("10.0.0.8"));
+  EXPECT_TRUE(mSocket->receive());
 }
 
 TEST_F(ListenToAnnouncements, EndsWhenNobodyTakesItsOutput) {
@@ -192,7 +221,7 @@ TEST_F(ListenToAnnouncements, SaysWhichInterfacesItCannotHear) {
   EXPECT_THAT((*opened)->joined(), ElementsAre("lo"));
   EXPECT_THAT((*opened)->refused(), ElementsAre("gone0: No such device"));
   end();
-  EXPECT_EQ(listenToAnnouncements(mOptions, **opened, mOut, mErr, mEnd.get()), ExitCode::kDone);
+  EXPECT_EQ(listen(**opened), ExitCode::kDone);
   EXPECT_EQ(mErr.str(), "kvtctl: cannot listen on gone0: No such device\nkvtctl: listening on lo\n");
 }
 

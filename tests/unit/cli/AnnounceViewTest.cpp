@@ -1,6 +1,7 @@
 #include <chrono>
 #include <limits>
 #include <string>
+#include <string_view>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -32,7 +33,7 @@ AnnounceDatagram datagramOf(AnnounceRecord record) {
   return datagram;
 }
 
-AnnounceRecord registration(const std::string& attributes) {
+AnnounceRecord registration(std::string_view attributes) {
   AnnounceRecord record;
   record.kind = AnnounceRecord::kRegister;
   record.address = "10.0.0.9";
@@ -51,20 +52,32 @@ AnnounceRecord recordOf(std::int32_t kind) {
 /// The last column.
 std::string identifierOf(const std::string& attributes) {
   const std::string line = announceLine(datagramOf(registration(attributes)));
-  return line.substr(line.rfind("65535  ") + 7, line.size() - line.rfind("65535  ") - 8);
+  const std::size_t begin = line.rfind("65535     ") + 10;
+  return line.substr(begin, line.size() - begin - 1);
+}
+
+TEST(AnnounceTitle, StandsAboveTheColumns) {
+  const std::string title = announceTitle();
+  const std::string line = announceLine(datagramOf(registration("(server={!properties!:{!displayId!:!one!}})")));
+  const std::pair<const char*, const char*> columns[] = {
+      {"TIME", "2009-"},    {"FROM", "10.0.0.2"},  {"KIND", "register"}, {"ADDRESS", "10.0.0.9 "},
+      {"URL", "service:x"}, {"LIFETIME", "65535"}, {"ID\n", "one\n"},
+  };
+  for (const auto& [heading, text] : columns)
+    EXPECT_EQ(title.find(heading), line.find(text)) << heading;
 }
 
 TEST(AnnounceLine, HoldsAllThereIsToKnowOfARegistration) {
   EXPECT_EQ(
       announceLine(datagramOf(registration("(ip=10.0.0.9))(server={!gid!:!0!,!properties!:{!displayId!:!one!}})"))),
       std::string(kStart) +
-          "register    10.0.0.9         service:x-mgmt.quorvel:kvt://10.0.0.9:8443         65535  one\n");
+          "register    10.0.0.9         service:x-mgmt.quorvel:kvt://10.0.0.9:8443         65535     one\n");
 }
 
 TEST(AnnounceLine, HasADashForWhatIsMissing) {
   EXPECT_EQ(announceLine(datagramOf(recordOf(-1))),
             std::string(kStart) +
-                "join        -                -                                                  0      -\n");
+                "join        -                -                                                  0         -\n");
 }
 
 TEST(AnnounceLine, NamesEveryKind) {
@@ -87,10 +100,17 @@ TEST(AnnounceLine, TellsDetailsThatAreCutFromThoseWithoutAnIdentifier) {
   EXPECT_EQ(identifierOf("(ip=10.0.0.9)"), "-");
   EXPECT_EQ(identifierOf("(server={})"), "-");
   EXPECT_EQ(identifierOf("(server={!properties!:{!displayId!:7}})"), "-");
-  EXPECT_EQ(identifierOf("(server=)"), "cut");
-  EXPECT_EQ(identifierOf("(ip=10.0.0.9))(server={!properties!:{!displayId!:!one!,!os!:"), "cut");
+  EXPECT_EQ(identifierOf("(server={!properties!:{!displayId!:!cut!}})"), "cut") << "a server's name";
   EXPECT_EQ(identifierOf("(server={!properties!:{!displayId!:!one!}}"), "one") << "but for the bracket it is whole";
-  EXPECT_EQ(identifierOf("(server=" + std::string(1500, '[')), "cut");
+}
+
+TEST(AnnounceLine, TellsDetailsThatAreCutFromThoseThatAreNoDocument) {
+  const auto details = [](std::size_t length) { return identifierOf("(server=" + std::string(length - 8, '[')); };
+  EXPECT_EQ(details(1'534), "(unreadable)");
+  EXPECT_EQ(details(1'535), "(cut)");
+  EXPECT_EQ(details(1'540), "(cut)");
+  EXPECT_EQ(identifierOf("(server=)"), "(unreadable)");
+  EXPECT_EQ(identifierOf("(ip=10.0.0.9))(server={!properties!:{!displayId!:!one!,!os!:"), "(unreadable)");
 }
 
 TEST(AnnounceLine, LetsNobodyDrawOnTheTerminal) {
@@ -106,8 +126,10 @@ TEST(AnnounceLine, LetsNobodyDrawOnTheTerminal) {
 
 TEST(AnnounceLine, ShortensTextsThatFillTheRecord) {
   AnnounceRecord record = registration("");
-  record.address = std::string(1636, 'a');
-  record.url = std::string(1604, 'u');
+  const std::string address(1636, 'a');
+  const std::string url(1604, 'u');
+  record.address = address;
+  record.url = url;
   EXPECT_LT(announceLine(datagramOf(record)).size(), 240u);
 }
 
@@ -117,13 +139,17 @@ TEST(AnnounceJson, HoldsAllThereIsToKnowOfARegistration) {
   EXPECT_EQ(text.find('\n'), text.size() - 1);
   EXPECT_EQ(parsed(text), parsed(R"x({"time":"2009-02-13T23:31:30.007Z","source":"10.0.0.2","kind":"register",
       "address":"10.0.0.9","url":"service:x-mgmt.quorvel:kvt://10.0.0.9:8443","lifetime":65535,"id":"one",
-      "isCut":false,"attributes":"(ip=10.0.0.9))(server={\"properties\":{\"displayId\":\"one\"}})"})x"));
+      "isCut":false,"isUnreadable":false,"attributes":"(ip=10.0.0.9))(server={\"properties\":{\"displayId\":\"one\"}})"})x"));
 }
 
 TEST(AnnounceJson, SaysWhenDetailsAreCut) {
-  const json::Object object = parsed(announceJson(datagramOf(registration("(server={!a"))));
-  EXPECT_EQ(object["isCut"], json::Boolean(true));
-  EXPECT_EQ(object["id"], json::String(""));
+  for (const std::size_t length : {1'500u, 1'535u}) {
+    const std::string attributes = "(server={!" + std::string(length - 10, 'a');
+    const json::Object object = parsed(announceJson(datagramOf(registration(attributes))));
+    EXPECT_EQ(object["isCut"], json::Boolean(length == 1'535));
+    EXPECT_EQ(object["isUnreadable"], json::Boolean(length != 1'535));
+    EXPECT_EQ(object["id"], json::String(""));
+  }
 }
 
 TEST(AnnounceJson, SaysWhenADatagramIsNoRecord) {

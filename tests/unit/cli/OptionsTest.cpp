@@ -180,6 +180,7 @@ TEST_F(ParseOptions, RefuseWhatTheyDoNotUnderstand) {
       {"announce", "listen", "surplus"},
       {"announce", "listen", "--count", "0"},
       {"announce", "listen", "--count", "-1"},
+      {"announce", "listen", "--count", "1000000001"},
       {"announce", "listen", "--count", "many"},
       {"announce", "listen", "--for", "0"},
       {"announce", "listen", "--for", "-1"},
@@ -191,6 +192,7 @@ TEST_F(ParseOptions, RefuseWhatTheyDoNotUnderstand) {
     mErr.str("");
     EXPECT_EQ(code(line), ExitCode::kUsage) << testing::PrintToString(line);
     EXPECT_EQ(mErr.str().rfind("kvtctl: ", 0), 0u) << mErr.str();
+    EXPECT_LT(mErr.str().size(), 200u) << mErr.str();
   }
   EXPECT_EQ(mOut.str(), "");
 }

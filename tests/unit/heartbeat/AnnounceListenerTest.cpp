@@ -3,15 +3,20 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <netinet/in.h>
 #include <optional>
 #include <random>
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <sys/socket.h>
+#include <system_error>
 #include <thread>
 #include <unistd.h>
 #include <utility>
@@ -212,12 +217,13 @@ TEST_F(AnnounceListenerTest, EndsUnderAFlood) {
 
 TEST_F(AnnounceListenerTest, OpensLaterWhenThereIsNoDescriptor) {
   mMachine->in([] {
-    // Too few for the notifications, the alarm, the socket, the event set and the signal of the end, one by one.
+    // Too few for the socket, the event set, the signal of the end, the notifications and the alarm, one by one. It
+    // does without the last two.
     for (std::size_t more = 0; more < 5; ++more) {
       AnnounceListener listener;
       {
         const heartbeat::testing::DescriptorLimit limit(more);
-        EXPECT_FALSE(listener.open()) << more;
+        EXPECT_EQ(listener.open(), more >= 3) << more;
       }
       EXPECT_TRUE(listener.open()) << more;
       EXPECT_TRUE(listener.open()) << more;
@@ -228,6 +234,62 @@ TEST_F(AnnounceListenerTest, OpensLaterWhenThereIsNoDescriptor) {
   EXPECT_TRUE(mLog.has(utils::LOG_ERROR,
                        "HeartBeatWin:CreateNetConnections:CreateIoCompletionPort Failed:WSAGetLastError:" + error));
   EXPECT_TRUE(mLog.has(utils::LOG_FAILURE, "HeartBeatWin:CreateNetConnections:cannot follow the interfaces:" + error));
+}
+
+/// The descriptors of this process whose link reads like that.
+std::vector<int> descriptorsNamed(const std::string& name) {
+  std::vector<int> found;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code error;
+    if (std::filesystem::read_symlink(entry.path(), error) == name) found.push_back(std::stoi(entry.path().filename()));
+  }
+  return found;
+}
+
+/// The socket of this process that is bound to the port of the records.
+int announceDescriptor() {
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    const int descriptor = std::stoi(entry.path().filename());
+    sockaddr_in own{};
+    socklen_t size = sizeof own;
+    const bool isSocket = getsockname(descriptor, reinterpret_cast<sockaddr*>(&own), &size) == 0;
+    if (isSocket && own.sin_family == AF_INET && own.sin_port == htons(heartbeat::kAnnouncePort)) return descriptor;
+  }
+  return -1;
+}
+
+/// What cannot be waited on, and is no socket.
+heartbeat::Descriptor nullDevice() {
+  return heartbeat::Descriptor(open("/dev/null", O_RDWR | O_CLOEXEC));
+}
+
+TEST_F(AnnounceListenerTest, EndsAWorkerThatCannotWait) {
+  AnnounceListener listener;
+  const auto before = descriptorsNamed("anon_inode:[eventpoll]");
+  mMachine->in([&] { ASSERT_TRUE(listener.open()); });
+  auto events = descriptorsNamed("anon_inode:[eventpoll]");
+  std::erase_if(events, [&](int each) { return std::find(before.begin(), before.end(), each) != before.end(); });
+  ASSERT_EQ(events.size(), 1u);
+  ASSERT_GE(dup2(nullDevice().get(), events.front()), 0);
+  listener.work(mRecords.keep());
+  EXPECT_THAT(mLog.texts(utils::LOG_ERROR), testing::ElementsAre("HeartBeatWin:WorkerThread:WorkThread Wait Failed"));
+}
+
+TEST_F(AnnounceListenerTest, SaysOnceThatItCannotReadAndGoesOn) {
+  AnnounceListener listener;
+  mMachine->in([&] { ASSERT_TRUE(listener.open()); });
+  const int socket = announceDescriptor();
+  ASSERT_GE(socket, 0);
+  // The event set goes by the socket, which lives on in a copy, and the worker by its number.
+  const heartbeat::Descriptor copy(dup(socket));
+  ASSERT_GE(dup2(nullDevice().get(), socket), 0);
+  const std::string text = "HeartBeatWin:WorkerThread:sReadFile Failed:dwErrCode:" + std::to_string(ENOTSOCK);
+  std::thread worker([&] { listener.work(mRecords.keep()); });
+  send(bytesOf(1, 1));
+  EXPECT_TRUE(waitFor([&] { return mLog.has(utils::LOG_ERROR, text); }));
+  listener.end();
+  worker.join();
+  EXPECT_THAT(mLog.texts(utils::LOG_ERROR), testing::ElementsAre(text));
 }
 
 /// Two machines; this one listens and lists its interfaces as the real one does.
@@ -253,8 +315,8 @@ class AnnounceListenerOnTheWire : public heartbeat::testing::NetworkTest {
   bool waitUntilJoined(const std::vector<std::string>& expected) {
     return waitFor([&] { return joined() == expected; });
   }
-  void announceFromThere() {
-    mThere->in([] { heartbeat::testing::send(heartbeat::kAnnounceGroup, bytesOf(1'640, 7), "eth0"); });
+  void announceFromThere(unsigned char value = 7) {
+    mThere->in([value] { heartbeat::testing::send(heartbeat::kAnnounceGroup, bytesOf(1'640, value), "eth0"); });
   }
 
   std::optional<Namespace> mHere;
@@ -277,9 +339,12 @@ TEST_F(AnnounceListenerOnTheWire, HearsTheGroupWithARoute) {
   mHere->ip("route add default via 10.9.0.2");
   const Listening listening(*mHere, 5, mRecords.keep());
   EXPECT_FALSE(mLog.containsPart("IP_ADD_MEMBERSHIP"));
-  announceFromThere();
-  announceFromThere();
-  EXPECT_EQ(mRecords.wait(2).size(), 2u);
+  announceFromThere(7);
+  announceFromThere(8);
+  std::vector<std::byte> heard;
+  for (const AnnounceBytes& bytes : mRecords.wait(2))
+    heard.push_back(bytes[1'639]);
+  EXPECT_THAT(heard, testing::UnorderedElementsAre(std::byte{7}, std::byte{8}));
 }
 
 TEST_F(AnnounceListenerOnTheWire, JoinsOnAnInterfaceThatComesLater) {
@@ -295,6 +360,50 @@ TEST_F(AnnounceListenerOnTheWire, JoinsOnAnInterfaceThatComesLater) {
   ASSERT_TRUE(waitUntilJoined({"eth0"}));
   announceFromThere();
   mRecords.wait(2);
+}
+
+TEST_F(AnnounceListenerOnTheWire, FollowsTheInterfacesOnceItCan) {
+  // With 3 descriptors there are no notifications, with 4 no alarm.
+  for (const std::size_t more : {3u, 4u}) {
+    AnnounceListener listener;
+    mHere->in([&] {
+      {
+        const heartbeat::testing::DescriptorLimit limit(more);
+        ASSERT_TRUE(listener.open());
+      }
+      ASSERT_TRUE(listener.open());
+    });
+    std::thread worker([&] { mHere->in([&] { listener.work(mRecords.keep()); }); });
+    connect(*mHere, "10.9.0.1", *mThere, "10.9.0.2");
+    EXPECT_TRUE(waitUntilJoined({"eth0"})) << more;
+    mHere->ip("link del eth0");
+    EXPECT_TRUE(waitUntilJoined({})) << more;
+    listener.end();
+    worker.join();
+  }
+}
+
+/// Whose interfaces cannot be listed, to begin with.
+class MuteSystem : public support::FakeSystem {
+ public:
+  MuteSystem() {
+    setInterfaces({});
+    failGetIPAddresses();
+  }
+  void speak() {
+    failGetIPAddresses(false);
+    setInterfaces({{"eth0", "", {"10.9.0.1"}, {}}});
+  }
+};
+
+TEST_F(AnnounceListenerOnTheWire, ListsTheInterfacesAgainUntilItCan) {
+  connect(*mHere, "10.9.0.1", *mThere, "10.9.0.2");
+  MuteSystem system;
+  const Listening listening(*mHere, 2, mRecords.keep());
+  EXPECT_TRUE(joined().empty());
+  // Nothing changes on the machine, so that only the alarm can bring it to look again.
+  system.speak();
+  EXPECT_TRUE(waitUntilJoined({"eth0"}));
 }
 
 TEST_F(AnnounceListenerOnTheWire, StaysInTheGroupWhenAnAddressIsReplaced) {

@@ -30,7 +30,7 @@ using heartbeat::testing::Namespace;
 using testing::ElementsAre;
 
 std::string addressOf(const std::string& url) {
-  return makeAnnounceRecord(url, 0, 0, "").address;
+  return std::string(makeAnnounceRecord(url, 0, 0, "").address);
 }
 
 TEST(AnnounceSender, TakesTheAddressFromTheUrl) {
@@ -49,7 +49,12 @@ TEST(AnnounceSender, TakesTheRestOfAUrlThatNamesNoPort) {
 }
 
 TEST(AnnounceSender, PutsAnExclamationMarkForEachQuote) {
-  const AnnounceRecord record = makeAnnounceRecord("u", -1, 65535, R"((server={"a":"b!"}))");
+  EXPECT_EQ(heartbeat::announcedAttributes(R"((server={"a":"b!"}))"), "(server={!a!:!b!!})");
+  EXPECT_EQ(heartbeat::announcedAttributes(""), "");
+}
+
+TEST(AnnounceSender, PutsWhatItIsToldIntoTheRecord) {
+  const AnnounceRecord record = makeAnnounceRecord("u", -1, 65535, "(server={!a!:!b!!})");
   EXPECT_EQ(record.kind, -1);
   EXPECT_EQ(record.url, "u");
   EXPECT_EQ(record.lifetime, 65535);
@@ -125,8 +130,11 @@ class AnnounceSenderOnTheWire : public heartbeat::testing::NetworkTest {
     mThere.emplace();
     connect(*mHere, "10.9.0.1", *mThere, "10.9.0.2");
     mSystem.setInterfaces({{"eth0", "", {"10.9.0.2"}, {}}});
-    mThere->in([this] { mListener = heartbeat::AnnounceSocket::open(); });
-    ASSERT_TRUE(mListener);
+    mThere->in([this] {
+      mListener = heartbeat::AnnounceSocket::open();
+      ASSERT_TRUE(mListener);
+      ASSERT_TRUE(mListener->followInterfaces());
+    });
     const int on = 1;
     ASSERT_EQ(setsockopt(mListener->descriptor(), IPPROTO_IP, IP_RECVTTL, &on, sizeof on), 0);
     mLog.clear();
@@ -197,7 +205,24 @@ TEST_F(AnnounceSenderOnTheWire, FollowsTheRouteWhenTheAddressIsNotOfThisMachine)
   }
 }
 
+/// The farewell to an address, which is announced when the address has gone already.
+TEST_F(AnnounceSenderOnTheWire, LeavesByAnotherInterfaceWithoutARouteWhenTheAddressHasGone) {
+  connect(*mHere, "10.8.0.1", *mThere, "10.8.0.2", "eth1");
+  mSystem.setInterfaces({{"eth0", "", {}, {"2001:db8::1"}}, {"eth1", "", {"10.8.0.1"}, {}}});
+  mThere->in([this] { ASSERT_TRUE(mListener->followInterfaces()); });
+  mHere->ip("addr del 10.9.0.1/24 dev eth0");
+  const AnnounceRecord record = makeAnnounceRecord("service:a://10.9.0.1:8443", 1, 0, "");
+  announce(record);
+  const auto heard = receive(mListener->descriptor());
+  ASSERT_TRUE(heard);
+  const AnnounceBytes expected = heartbeat::encodeAnnounceRecord(record);
+  EXPECT_THAT(heard->bytes, testing::ElementsAreArray(expected));
+  EXPECT_EQ(heard->from, "10.8.0.1");
+  EXPECT_THAT(mLog.texts(utils::LOG_ERROR), testing::IsEmpty());
+}
+
 TEST_F(AnnounceSenderOnTheWire, LogsThatThereIsNoWayOut) {
+  mSystem.setInterfaces({});
   announce(makeAnnounceRecord("service:a://192.0.2.1:8443", 0, 65535, ""));
   EXPECT_THAT(
       mLog.texts(utils::LOG_ERROR),
@@ -207,27 +232,48 @@ TEST_F(AnnounceSenderOnTheWire, LogsThatThereIsNoWayOut) {
 TEST_F(AnnounceSenderOnTheWire, IsNotHeardByItsOwnMachine) {
   mHere->ip("route add 224.0.0.0/4 dev eth0");
   std::unique_ptr<heartbeat::AnnounceSocket> own;
-  mHere->in([&] { own = heartbeat::AnnounceSocket::open(); });
+  mHere->in([&] {
+    own = heartbeat::AnnounceSocket::open();
+    ASSERT_TRUE(own->followInterfaces());
+  });
   const AnnounceRecord record = makeAnnounceRecord("service:a://10.9.0.1:8443", 0, 65535, "");
   announce(record);
   expectHeard(record);
   EXPECT_FALSE(receive(own->descriptor(), std::chrono::milliseconds(0)));
 }
 
-TEST_F(AnnounceSenderOnTheWire, SaysOnceThatARegistrationIsCut) {
-  mHere->ip("route add 224.0.0.0/4 dev eth0");
-  const std::string attributes(1'536, 'a');
-  for (const int kind : {-1, 0, 1}) {
-    announce(makeAnnounceRecord("service:a://10.9.0.1:8443", kind, 65535, attributes));
-    const auto heard = receive(mListener->descriptor());
-    ASSERT_TRUE(heard);
-    EXPECT_EQ(heard->bytes.size(), 1640u);
+class AnnounceSenderOfLongAttributes : public AnnounceSenderOnTheWire {
+ protected:
+  /// What is logged when records of these kinds are sent with so many bytes of attributes.
+  std::vector<std::string> logged(const std::vector<int>& kinds, std::size_t length) {
+    mHere->ip("route replace 224.0.0.0/4 dev eth0");
+    mLog.clear();
+    const std::string attributes(length, 'a');
+    for (const int kind : kinds) {
+      const AnnounceRecord record = makeAnnounceRecord("service:a://10.9.0.1:8443", kind, 65535, attributes);
+      announce(record);
+      expectHeard(record);
+    }
+    return mLog.texts(utils::LOG_FAILURE);
   }
-  EXPECT_THAT(mLog.texts(utils::LOG_FAILURE),
-              ElementsAre("HeartBeatWin:performMulticast:the attributes do not fit the record and are cut:1536 bytes"));
-  mLog.clear();
-  announce(makeAnnounceRecord("service:a://10.9.0.1:8443", 0, 65535, attributes.substr(1)));
-  EXPECT_THAT(mLog.texts(utils::LOG_FAILURE), testing::IsEmpty());
+  static std::string cutText(std::size_t length) {
+    return "HeartBeatWin:performMulticast:the attributes do not fit the record and are cut:" + std::to_string(length) +
+           " bytes";
+  }
+};
+
+TEST_F(AnnounceSenderOfLongAttributes, SaysOnceThatARegistrationIsCut) {
+  EXPECT_THAT(logged({-1, 0}, 1'536), ElementsAre(cutText(1'536)));
+  EXPECT_THAT(logged({1}, 1'536), testing::IsEmpty());
+}
+
+TEST_F(AnnounceSenderOfLongAttributes, SaysSoWhenTheRegistrationOnlyJoins) {
+  EXPECT_THAT(logged({-1}, 4'000), ElementsAre(cutText(4'000)));
+  EXPECT_THAT(logged({-1}, 4'000), ElementsAre(cutText(4'000)));
+}
+
+TEST_F(AnnounceSenderOfLongAttributes, SaysNothingWhenTheyFit) {
+  EXPECT_THAT(logged({-1, 0}, 1'535), testing::IsEmpty());
 }
 
 }  // namespace

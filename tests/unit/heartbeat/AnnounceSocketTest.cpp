@@ -1,9 +1,12 @@
+#include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <fcntl.h>
 #include <memory>
 #include <optional>
 #include <string>
 #include <sys/socket.h>
+#include <thread>
 #include <utility>
 
 #include <gmock/gmock.h>
@@ -14,6 +17,7 @@
 #include "heartbeat/GroupAddress.h"
 #include "support/FakeSystem.h"
 #include "support/LogCapture.h"
+#include "support/Wait.h"
 #include "unit/heartbeat/Network.h"
 
 namespace {
@@ -93,11 +97,14 @@ class AnnounceSocketOnAMachine : public heartbeat::testing::NetworkTest {
   }
 
   void open() {
-    mMachine->in([this] { mSocket = AnnounceSocket::open(); });
-    ASSERT_TRUE(mSocket);
+    mMachine->in([this] {
+      mSocket = AnnounceSocket::open();
+      ASSERT_TRUE(mSocket);
+      EXPECT_TRUE(mSocket->followInterfaces());
+    });
   }
   void renew() {
-    mMachine->in([this] { mSocket->renew(); });
+    mMachine->in([this] { EXPECT_TRUE(mSocket->renew()); });
   }
   std::vector<std::string> joined() {
     std::vector<std::string> interfaces;
@@ -182,6 +189,61 @@ TEST_F(AnnounceSocketOnAMachine, LogsAnInterfaceThatRefusesAMember) {
   mMachine->set("ipv4/igmp_max_memberships", "20");
   renew();
   EXPECT_THAT(joined(), UnorderedElementsAre("eth1", "eth2"));
+}
+
+TEST_F(AnnounceSocketOnAMachine, LeavesNoInterfaceWhenThereIsNoDescriptorToListThem) {
+  open();
+  // Both when the interfaces are known already and when they have to be listed anew.
+  for (const bool isChanged : {false, true}) {
+    if (isChanged) mMachine->ip("link set lo down");
+    mMachine->in([this] {
+      const heartbeat::testing::DescriptorLimit none(0);
+      EXPECT_FALSE(mSocket->renew());
+    });
+    EXPECT_THAT(joined(), UnorderedElementsAre("eth1", "eth2")) << isChanged;
+  }
+  mMachine->ip("link set eth1 down");
+  renew();
+  EXPECT_THAT(joined(), ElementsAre("eth2"));
+}
+
+TEST_F(AnnounceSocketOnAMachine, LeavesNoInterfaceWhenTheSystemDoesNotListThem) {
+  open();
+  {
+    support::FakeSystem system;
+    system.setInterfaces({});
+    system.failGetIPAddresses();
+    mMachine->in([this] { EXPECT_FALSE(mSocket->renew()); });
+    EXPECT_THAT(joined(), UnorderedElementsAre("eth1", "eth2"));
+    system.failGetIPAddresses(false);
+    renew();
+    EXPECT_THAT(joined(), IsEmpty());
+  }
+  renew();
+  EXPECT_THAT(joined(), UnorderedElementsAre("eth1", "eth2"));
+}
+
+/// Whose first list of interfaces is late: it comes when another one was used, or when nobody asks for one meanwhile.
+class LateSystem : public support::FakeSystem {
+ public:
+  std::vector<utils::NetworkInterface> getNetworkInterfaces() override {
+    if (isAsked.exchange(true)) return {{"eth2", "", {"10.2.0.1"}, {}}};
+    support::waitFor([this] { return isOtherOneUsed.load(); }, std::chrono::milliseconds(300));
+    return {{"eth1", "", {"10.1.0.1"}, {}}};
+  }
+  std::atomic<bool> isAsked = false;
+  std::atomic<bool> isOtherOneUsed = false;
+};
+
+TEST_F(AnnounceSocketOnAMachine, HoldsToTheLaterListOfTwoRenewalsAtOnce) {
+  open();
+  LateSystem system;
+  std::thread first([this] { renew(); });
+  EXPECT_TRUE(support::waitFor([&] { return system.isAsked.load(); }));
+  renew();
+  system.isOtherOneUsed = true;
+  first.join();
+  EXPECT_THAT(joined(), ElementsAre("eth2"));
 }
 
 TEST_F(AnnounceSocketOnAMachine, SharesThePortWithThoseThatShareIt) {

@@ -1,12 +1,14 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <malloc.h>
 #include <optional>
 #include <sched.h>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <unistd.h>
@@ -38,15 +40,37 @@ using support::waitFor;
 
 constexpr const char* kUrl = "service:x-mgmt.quorvel:kvt://10.0.0.7:8443";
 constexpr const char* kAttributes = R"((ip=10.0.0.7))(server={"a":1}))";
+constexpr const char* kAnnounced = "(ip=10.0.0.7))(server={!a!:1})";
 
-/// How many threads of this process have that name, as far as the system keeps it.
-std::ptrdiff_t threadsNamed(const std::string& name) {
-  std::vector<std::string> names;
+/// How many threads of this process have that name, as far as the system keeps it, and are in that state if one is
+/// given ('S': they sleep).
+int threadsNamed(const std::string& name, char state = '\0') {
+  int count = 0;
   for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-    std::ifstream file(task.path() / "comm");
-    std::getline(file, names.emplace_back());
+    std::ifstream file(task.path() / "stat");
+    std::string line;
+    std::getline(file, line);  // "123 (name) S ..."
+    const std::size_t end = line.rfind(") ");
+    if (end == std::string::npos || !line.substr(0, end).ends_with(" (" + name.substr(0, 15))) continue;
+    if (state == '\0' || line[end + 2] == state) ++count;
   }
-  return std::count(names.begin(), names.end(), name.substr(0, 15));
+  return count;
+}
+
+/// What the sockets of that UDP port have received, and nobody has read, in the calling thread's namespace.
+unsigned long bytesWaiting(std::uint16_t port) {
+  std::ifstream file("/proc/thread-self/net/udp");
+  std::string line;
+  std::getline(file, line);
+  unsigned long bytes = 0;
+  while (std::getline(file, line)) {
+    std::istringstream words(line);
+    std::string number, local, remote, state, queues;
+    words >> number >> local >> remote >> state >> queues;  // "1: 00000000:0737 00000000:0000 07 00000000:00000000"
+    if (std::stoul(local.substr(local.find(':') + 1), nullptr, 16) != port) continue;
+    bytes += std::stoul(queues.substr(queues.find(':') + 1), nullptr, 16);
+  }
+  return bytes;
 }
 
 bool isFiled() {
@@ -92,8 +116,14 @@ class HeartBeatWindowsTest : public heartbeat::testing::NetworkTest {
     EXPECT_TRUE(waitFor([] { return threadsNamed("slpnotificationthread") == 1; }));
   }
   void send(int kind) {
-    const auto bytes = heartbeat::encodeAnnounceRecord(heartbeat::makeAnnounceRecord(kUrl, kind, 65535, kAttributes));
+    const auto bytes = heartbeat::encodeAnnounceRecord(heartbeat::makeAnnounceRecord(kUrl, kind, 65535, kAnnounced));
     mMachine->in([&] { heartbeat::testing::send("127.0.0.1", bytes); });
+  }
+
+  /// Returns when no record waits in the kernel and none is with a worker: all of them wait for the next.
+  void waitUntilAllIsRead() const {
+    mMachine->in([] { EXPECT_TRUE(waitFor([] { return bytesWaiting(heartbeat::kAnnouncePort) == 0; })); });
+    EXPECT_TRUE(waitFor([] { return threadsNamed("announceworker", 'S') == 5; }));
   }
 
   HeartBeatWindows& mHeartBeat = *HeartBeatWindows::getInstance();
@@ -155,7 +185,7 @@ TEST_F(HeartBeatWindowsTest, ReadsAndDropsRecordsWhileTerminated) {
   mLog.clear();
   for (int i = 0; i < 100; ++i)
     send(AnnounceRecord::kDeregister);
-  // What is sent once it listens again comes behind them.
+  waitUntilAllIsRead();
   listen();
   send(AnnounceRecord::kJoin);
   const std::string joined = "HeartBeatWin:HandleIncomingData:Joined multicast group IP:10.0.0.7";
@@ -165,7 +195,7 @@ TEST_F(HeartBeatWindowsTest, ReadsAndDropsRecordsWhileTerminated) {
 }
 
 TEST_F(HeartBeatWindowsTest, HandlesNothingWhileTerminated) {
-  const AnnounceRecord record = heartbeat::makeAnnounceRecord(kUrl, 0, 65535, kAttributes);
+  const AnnounceRecord record = heartbeat::makeAnnounceRecord(kUrl, 0, 65535, kAnnounced);
   mHeartBeat.terminateThread();
   mHeartBeat.HandleIncomingData(&record);
   EXPECT_FALSE(isFiled());
@@ -246,8 +276,8 @@ TEST_F(HeartBeatWindowsTest, MayBeAskedByManyThreadsAtOnce) {
         for (int round = 0; round < 25; ++round) {
           mHeartBeat.invokeThread();
           mHeartBeat.performMulticast(kUrl, 0, 1, kAttributes);
-          heartbeat::testing::send("127.0.0.1", heartbeat::encodeAnnounceRecord(heartbeat::makeAnnounceRecord(
-                                                    kUrl, round % 3 - 1, 1, kAttributes)));
+          heartbeat::testing::send("127.0.0.1", heartbeat::encodeAnnounceRecord(
+                                                    heartbeat::makeAnnounceRecord(kUrl, round % 3 - 1, 1, kAnnounced)));
           mHeartBeat.terminateThread();
         }
       });

@@ -1,4 +1,5 @@
 #include <string>
+#include <string_view>
 
 #include <gtest/gtest.h>
 
@@ -22,11 +23,11 @@ class IncomingRecord : public testing::Test {
   IncomingRecord() { DiscoveryMap::updateServerList({}); }
   ~IncomingRecord() override { DiscoveryMap::updateServerList({}); }
 
-  static AnnounceRecord registerRecord(const std::string& attributes) {
+  static AnnounceRecord registerRecord(std::string_view attributes) {
     return {AnnounceRecord::kRegister, "10.0.0.99", "service:x-mgmt.quorvel:kvt://10.0.0.99:8443", attributes, 65535};
   }
-  static AnnounceRecord deregisterRecord(const std::string& address) {
-    return {AnnounceRecord::kDeregister, address, "service:x-mgmt.quorvel:kvt://" + address + ":8443", "", 0};
+  static AnnounceRecord deregisterRecord(std::string_view address) {
+    return {AnnounceRecord::kDeregister, address, "service:x-mgmt.quorvel:kvt://10.0.0.7:8443", "", 0};
   }
   static std::string foundText(const std::string& address, const std::string& server) {
     return "HeartBeatWin:HandleIncomingData:slpAttributeCallback found for IP=" + address +
