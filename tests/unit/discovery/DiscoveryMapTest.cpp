@@ -1,4 +1,5 @@
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -51,6 +52,18 @@ TEST_F(DiscoveryMapTest, LogsAnEmptyTextAndFilesNothing) {
 TEST_F(DiscoveryMapTest, FilesUnderAnEmptyAddress) {
   DiscoveryMap::addDiscoveredHost("", "{}", false);
   EXPECT_EQ(DiscoveryMap::getDiscoveredHost(), (Hosts{{"", {}}}));
+}
+
+TEST_F(DiscoveryMapTest, LeavesOutAddressesThatNoServerHas) {
+  const std::string longest(discovery::kMaxAddressLength, 'a');
+  DiscoveryMap::addDiscoveredHost(longest + "a", "{}", false);
+  DiscoveryMap::addDiscoveredHost(longest + "bc", "", true);
+  EXPECT_TRUE(DiscoveryMap::getDiscoveredHost().empty());
+  // One line for all that a stranger sends in a while.
+  EXPECT_EQ(log.texts(utils::LOG_FAILURE),
+            std::vector<std::string>{"DiscoveryMap:addDiscoveredHost:an address is too long, its length:256"});
+  DiscoveryMap::addDiscoveredHost(longest, "{}", false);
+  EXPECT_EQ(DiscoveryMap::getDiscoveredHost(), (Hosts{{longest, {}}}));
 }
 
 struct Unreadable {
