@@ -390,18 +390,25 @@ class MuteSystem : public support::FakeSystem {
     setInterfaces({});
     failGetIPAddresses();
   }
+  int getIPAddresses(std::string (&ipv4)[kMaxAddresses], std::string (&ipv6)[kMaxAddresses], int& count4,
+                     int& count6) override {
+    ++timesAsked;
+    return FakeSystem::getIPAddresses(ipv4, ipv6, count4, count6);
+  }
   void speak() {
     failGetIPAddresses(false);
     setInterfaces({{"eth0", "", {"10.9.0.1"}, {}}});
   }
+  std::atomic<int> timesAsked = 0;
 };
 
 TEST_F(AnnounceListenerOnTheWire, ListsTheInterfacesAgainUntilItCan) {
   connect(*mHere, "10.9.0.1", *mThere, "10.9.0.2");
   MuteSystem system;
   const Listening listening(*mHere, 2, mRecords.keep());
+  // Nothing changes on the machine, so that only the alarm can bring it to look again, and again.
+  EXPECT_TRUE(waitFor([&] { return system.timesAsked >= 3; }));
   EXPECT_TRUE(joined().empty());
-  // Nothing changes on the machine, so that only the alarm can bring it to look again.
   system.speak();
   EXPECT_TRUE(waitUntilJoined({"eth0"}));
 }
