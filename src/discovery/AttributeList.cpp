@@ -68,11 +68,4 @@ void appendAttribute(std::string_view key, std::string_view value, std::string& 
   attributes.append("(").append(key).append(value).append(")");
 }
 
-std::string makeAttributeList(std::string_view address, std::string_view serverDetails) {
-  std::string attributes;
-  appendAttribute("ip=", address, attributes);
-  appendAttribute("server=", serverDetails, attributes);
-  return attributes;
-}
-
 }  // namespace discovery

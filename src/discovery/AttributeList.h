@@ -24,7 +24,4 @@ AttributeList parseAttributeList(std::string_view text, std::optional<std::strin
 /// the list at the brackets.
 void appendAttribute(std::string_view key, std::string_view value, std::string& attributes);
 
-/// The list that a server of our own registers: where it is, and its details.
-std::string makeAttributeList(std::string_view address, std::string_view serverDetails);
-
 }  // namespace discovery

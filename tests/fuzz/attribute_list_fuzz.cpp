@@ -9,6 +9,7 @@
 
 #include "discovery/AttributeList.h"
 #include "framework/utils/StringHelper.h"
+#include "support/AttributeLists.h"
 
 // Reads an attribute list: of a service, whose host stands before the first line feed, or without one of an
 // announcement. It must read as it does by the plainest reading, and what it tells must survive being written.
@@ -76,7 +77,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const AttributeList list = discovery::parseAttributeList(text, host);
   requireSame(list, readPlainly(text, host), "the list reads otherwise");
   if (list.address.find(')') != std::string::npos) return 0;  // by the host: no list can carry it
-  const std::string written = discovery::makeAttributeList(list.address, list.server);
+  const std::string written = support::attributeListOf(list.address, list.server);
   AttributeList again = discovery::parseAttributeList(written, host);
   again.isVmware = list.isVmware;
   requireSame(again, list, "what was written reads otherwise");

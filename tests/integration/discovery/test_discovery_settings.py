@@ -14,9 +14,9 @@ def after_passes(peers, peer, number=3):
     peers.wait_for(lambda: peer.passes() > passes + number, f"{number} passes", 60)
 
 
-def test_an_installation_of_oem_type_3_finds_the_others_and_is_not_found(peers, overheard):
+def test_an_installation_of_oem_type_3_finds_the_others_and_is_not_found(segment, peers, overheard):
     one = peers.start("one")
-    hidden = peers.start("hidden", settings={"installation_oem_type": 3})
+    hidden = peers.start(segment.host("hidden", route=True), settings={"installation_oem_type": 3})
     peers.wait_until_all_list([hidden], ["hidden", "one"])
     after_passes(peers, one)
     assert one.names() == ["one"]

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "discovery/AttributeList.h"
+#include "support/AttributeLists.h"
 
 namespace {
 
@@ -123,12 +124,12 @@ TEST(AttributeList, OfAServiceWithoutHostTakesEveryNamespaceAndTemplateForAnEmpt
 
 TEST(AttributeList, KeepsEveryByteOfAValue) {
   const std::string value("a\0b\x80\xff\n\"!", 8);
-  EXPECT_EQ(discovery::parseAttributeList(discovery::makeAttributeList("1", value), kPeer).server, value);
+  EXPECT_EQ(discovery::parseAttributeList(support::attributeListOf("1", value), kPeer).server, value);
 }
 
 TEST(AttributeList, OfOurOwnIsWrittenWithASecondBracketBetweenItsTerms) {
-  EXPECT_EQ(discovery::makeAttributeList("10.1.1.2", "S1"), "(ip=10.1.1.2))(server=S1)");
-  EXPECT_EQ(discovery::makeAttributeList("", ""), "(ip=))(server=)");
+  EXPECT_EQ(support::attributeListOf("10.1.1.2", "S1"), "(ip=10.1.1.2))(server=S1)");
+  EXPECT_EQ(support::attributeListOf("", ""), "(ip=))(server=)");
 }
 
 TEST(AttributeList, GrowsTermByTerm) {

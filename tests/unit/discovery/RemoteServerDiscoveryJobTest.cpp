@@ -13,6 +13,7 @@
 #include "framework/utils/Thread.h"
 #include "framework/utils/ThreadPool.h"
 #include "json/lookup.h"
+#include "support/AttributeLists.h"
 #include "support/FakeSlp.h"
 #include "support/Wait.h"
 #include "unit/discovery/VerificationTest.h"
@@ -44,7 +45,7 @@ class RemoteServerDiscoveryJob : public VerificationTest {
     run(url);
   }
   static std::string ownAttributes(const std::string& address = kIp) {
-    return discovery::makeAttributeList(address, R"({"gid":"","properties":{"displayId":"peer"}})");
+    return support::attributeListOf(address, R"({"gid":"","properties":{"displayId":"peer"}})");
   }
   bool hasError(const std::string& text) const { return log.has(utils::LOG_ERROR, text); }
 
@@ -177,14 +178,14 @@ TEST_F(RemoteServerDiscoveryJob, HandsOnAnEmptyAddressWhenTheAttributesTellNone)
 
 TEST_F(RemoteServerDiscoveryJob, FilesALegacyPeerOfTheRightBuildByItsAttributes) {
   peers.answer(kIp, 405, details("008.5.1"));
-  ask(kUrl, discovery::makeAttributeList(kIp, R"({"properties":{"displayId":"old","os":{"name":"Linux"}}})"));
+  ask(kUrl, support::attributeListOf(kIp, R"({"properties":{"displayId":"old","os":{"name":"Linux"}}})"));
   EXPECT_EQ(json::textAt(filed(), {"properties", "displayId"}), "old");
   EXPECT_EQ(json::textAt(filed(), {"properties", "os", "name"}), "Linux");
 }
 
 TEST_F(RemoteServerDiscoveryJob, LeavesOutALegacyPeerOfAnotherBuild) {
   peers.answer(kIp, 200, details("009.1"));
-  ask(kUrl, discovery::makeAttributeList(kIp, R"({"properties":{"displayId":"old","os":{"name":"Linux"}}})"));
+  ask(kUrl, support::attributeListOf(kIp, R"({"properties":{"displayId":"old","os":{"name":"Linux"}}})"));
   EXPECT_TRUE(isNowhere());
 }
 
