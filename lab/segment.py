@@ -3,6 +3,7 @@
 import ipaddress
 import json
 
+from netlab import wait_for
 from netns import Namespace
 
 
@@ -75,9 +76,23 @@ class Segment:
         if ipv6:
             host.add_address(address6, interface)
         host.run("ip", "link", "set", interface, "up")
+        self._wait_for_cable(host, interface)
         host.ipv4 = host.ipv4 or address4
         host.ipv6 = host.ipv6 or address6
         return address4, address6
+
+    def _wait_for_cable(self, host, interface):
+        """Until the kernel has seen to it that the cable is plugged in, it throws away what is sent."""
+        for end, name in ((host, interface), (self.switch, self._ports[host, interface])):
+            wait_for(lambda: self._has_cable(end, name), 30, f"{end.name} has a cable in {name}")
+            # It says so before it is done, and waits with the next change until it is.
+            end.run("ip", "link", "set", name, "up")
+
+    @staticmethod
+    def _has_cable(end, name):
+        link = json.loads(end.run("ip", "-j", "-details", "link", "show", "dev", name).stdout)[0]
+        port = link.get("linkinfo", {}).get("info_slave_data", {})
+        return link["operstate"] == "UP" and port.get("state", "forwarding") == "forwarding"
 
     def cut(self, host, interface="eth0"):
         """Pulls the plug, which the host sees: its interface has no carrier any more, and keeps its addresses."""
@@ -85,6 +100,7 @@ class Segment:
 
     def restore(self, host, interface="eth0"):
         self.switch.run("ip", "link", "set", self._ports[host, interface], "up")
+        self._wait_for_cable(host, interface)
 
     def lose(self, percent, *hosts):
         """From now on that share of the datagrams and segments is lost: on the way into the bridge from every host, or
