@@ -68,6 +68,7 @@ void AnnouncedServers::add(const std::string& address, const std::string& server
 }
 
 bool AnnouncedServers::withdraw(const std::string& address) {
+  if (address.size() > kMaxAddressLength) return false;  // nobody is filed under such a key
   mAnnouncements.deregistered(address);
   const utils::Lock lock(&mMutex, false);
   return mHosts.erase(address);

@@ -14,7 +14,8 @@ namespace discovery {
 class DiscoveryMap {
  public:
   /// Files an announced server unless its address is there: an empty record for a VMware host, else the document that
-  /// `serverDetails` holds. A text that is no document is logged and files nothing, and so does a full table.
+  /// `serverDetails` holds. A text that is no document is logged and files nothing,
+  /// and so do an address that is too long and a full table.
   static void addDiscoveredHost(std::string address, std::string serverDetails, bool isVmware);
   /// A copy of the whole table.
   static std::map<std::string, json::Object> getDiscoveredHost();

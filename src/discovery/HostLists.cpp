@@ -71,9 +71,11 @@ void HostLists::file(const std::string& address, const json::Object& record, std
 }
 
 bool HostLists::remove(const std::string& key) {
-  mCycleDiscoveredHosts.erase(key);  // or the running pass would publish it again
+  const bool wasFound = mCycleDiscoveredHosts.erase(key);  // or the running pass would publish it again
   const bool wasPublished = mPartialDiscoveredHosts.erase(key);
-  const bool wasAnnounced = DiscoveryMap::withdraw(key);
+  // What nobody holds is not kept from the running pass, either.
+  const bool isHeld = wasFound || wasPublished || DiscoveryMap::snapshot()->contains(key);
+  const bool wasAnnounced = isHeld && DiscoveryMap::withdraw(key);
   return wasPublished || wasAnnounced;
 }
 

@@ -171,13 +171,13 @@ unsigned short RemoteServerDiscovery::registerSLPService(std::string serverDetai
   std::string attributes;
   addSlpAttributes("ip=", ipAddress, attributes);
   addSlpAttributes("server=", serverDetails, attributes);
+  const bool isSearching = installationType() == kSearchingInstallation;
+  const bool isAnnouncing = launcher::Preferences::get_instance()->get_enable_multicast() != 0;
 
   const utils::Lock lock(&mSlpLock, false);
   const SLPError result = discovery::registerWithSlp(mSlpHandles, registrationUrl, attributes, slpRegistrationReport);
   if (result != SLP_OK) return lowBits(result);
   // The server is registered: what fails from here on neither hides that nor keeps the other steps from being taken.
-  const bool isSearching = installationType() == kSearchingInstallation;
-  const bool isAnnouncing = launcher::Preferences::get_instance()->get_enable_multicast() != 0;
   const auto announceService = [&] { discovery::announceService(registrationUrl, attributes); };
   if (isAnnouncing && isSearching) runStep(discovery::beginListening);
   if (isAnnouncing) runStep([&] { discovery::announceArrival(registrationUrl, attributes); });

@@ -13,6 +13,7 @@
 #include "plugins/ServerDiscoveryPlugin.h"
 
 namespace plugins {
+
 void ServerDiscoveryPlugin::startIPChangeMonitorThread() {
   const utils::FunctionTrace trace("plugins::ServerDiscoveryPlugin::startIPChangeMonitorThread");
   discovery::ServerDiscovery::getInstance();

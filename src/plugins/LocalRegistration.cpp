@@ -30,6 +30,13 @@ bool hasLocalAddress() {
   return utils::System::get_instance()->getLocalIPAddress(address) != 0;
 }
 
+/// One monitor follows the server for all service objects.
+void startMonitor() {
+  std::unique_ptr<utils::Thread>& monitor = PluginState::instance().monitor;
+  if (monitor) return;
+  monitor = std::make_unique<utils::Thread>("IPChangeMonitorThread", ServerDiscoveryPlugin::startIPChangeMonitorThread);
+}
+
 void logStep(bool hasWorked, const char* success, const char* failure, const std::string& subject) {
   utils::formatted_log_t(hasWorked ? utils::LOG_DETAIL : utils::LOG_FAILURE, hasWorked ? success : failure) % subject;
 }
@@ -39,17 +46,21 @@ void logStep(bool hasWorked, const char* success, const char* failure, const std
 void ServerDiscoveryPlugin::registerServiceDiscovery() {
   const utils::FunctionTrace trace("plugins::ServerDiscoveryPlugin::registerServiceDiscovery");
   constexpr const char* kFailed = "ServerDiscoveryPl::registerServiceDiscovery:exception caught:%1%";
-  discovery::runLogged(kFailed, [this] { registerLocalServer(); });
+  bool isToBeFollowed = launcher::Preferences::get_instance()->get_installation_oem_type() != kHiddenOemType;
+  // What it throws costs the registration, which the monitor then makes.
+  discovery::runLogged(kFailed, [&] { isToBeFollowed = registerLocalServer() && isToBeFollowed; });
+  if (isToBeFollowed) discovery::runLogged(kFailed, startMonitor);
   // A server that others do not see still looks for them.
   discovery::runLogged(kFailed, [] { discovery::ServerDiscovery::getInstance()->startDiscovery(); });
 }
 
-void ServerDiscoveryPlugin::registerLocalServer() {
+/// False when this machine does not tell its addresses.
+bool ServerDiscoveryPlugin::registerLocalServer() {
   const bool isHidden = launcher::Preferences::get_instance()->get_installation_oem_type() == kHiddenOemType;
   const auto addresses = addressesToTry();
-  if (!addresses) return;
+  if (!addresses) return false;
   RegistrationState registration = describeLocalServer();
-  if (!hasLocalAddress()) return;
+  if (!hasLocalAddress()) return false;
 
   const std::string attributes = registrationText(registration.details);
   registration.isPending = addresses->empty();
@@ -70,8 +81,7 @@ void ServerDiscoveryPlugin::registerLocalServer() {
   PluginState& state = PluginState::instance();
   state.setLocalServerIp(registration.address);  // by which the list knows the local server among the found ones
   state.setRegistration(std::move(registration));
-  if (isHidden || state.monitor) return;  // one monitor follows the server for all service objects
-  state.monitor = std::make_unique<utils::Thread>("IPChangeMonitorThread", startIPChangeMonitorThread);
+  return true;
 }
 
 unsigned short ServerDiscoveryPlugin::updateSLPRegistration(std::string attributes, bool, std::string oldUrl,

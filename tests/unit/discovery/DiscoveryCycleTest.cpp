@@ -370,7 +370,18 @@ TEST_F(Pass, DoesNotPublishAServerThatWasRemovedAfterItsJobFiledIt) {
   EXPECT_TRUE(DiscoveryMap::snapshot()->contains("stays"));
 }
 
+TEST_F(Pass, ListsAServerThatNobodyKnewWhenItWasToBeRemoved) {
+  slp.setServices(kKvtType, {"comes"});
+  onJob = [this](const std::string& serviceUrl) {
+    EXPECT_FALSE(lists.remove(serviceUrl));
+    lists.file(serviceUrl, recordNamed(serviceUrl));
+  };
+  runOnePass();
+  EXPECT_TRUE(DiscoveryMap::snapshot()->contains("comes"));
+}
+
 TEST_F(Pass, DoesNotListAServerThatWasRemovedBeforeItsJobFiledIt) {
+  lists.mPartialDiscoveredHosts.insertIfAbsent("goes", recordNamed("goes"));
   slp.setServices(kKvtType, {"stays", "goes"});
   onJob = [this](const std::string& serviceUrl) {
     if (serviceUrl == "goes") lists.remove("goes");

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
@@ -248,12 +249,40 @@ TEST_F(DiscoveryOfOthers, BeginsWhenRegisteringEndsByAnException) {
    public:
     std::string getLocalServerId() override { throw std::runtime_error("the machine has failed"); }
   };
-  preferences.set("ip_change_polling_interval", "600000");
-  const FailingSystem failing;
-  expectSearch();
-  EXPECT_THAT(registeredUrls(), IsEmpty());
-  EXPECT_TRUE(
-      log.has(utils::LOG_ERROR, "ServerDiscoveryPl::registerServiceDiscovery:exception caught:the machine has failed"));
+  preferences.set("ip_change_polling_interval", "10");
+  {
+    const FailingSystem failing;
+    expectSearch();
+    EXPECT_THAT(registeredUrls(), IsEmpty());
+    EXPECT_TRUE(log.has(utils::LOG_ERROR,
+                        "ServerDiscoveryPl::registerServiceDiscovery:exception caught:the machine has failed"));
+    EXPECT_NE(state().monitor, nullptr);
+    stopMonitor();
+  }
+}
+
+TEST_F(LocalRegistration, IsMadeByTheMonitorWhenTheFirstOneEndedByAnException) {
+  std::atomic<bool> fails = true;
+  class FailingSystem : public support::FakeSystem {
+   public:
+    explicit FailingSystem(const std::atomic<bool>& isFailing) : mIsFailing(isFailing) {}
+    std::string getLocalServerId() override {
+      if (mIsFailing) throw std::runtime_error("the machine has failed");
+      return FakeSystem::getLocalServerId();
+    }
+
+   private:
+    const std::atomic<bool>& mIsFailing;
+  };
+  preferences.set("ip_change_polling_interval", "10");
+  {
+    const FailingSystem failing(fails);
+    startUp();
+    EXPECT_THAT(registeredUrls(), IsEmpty());
+    fails = false;
+    EXPECT_TRUE(waitForRegistrations(1));
+    stopMonitor();
+  }
 }
 
 TEST_F(DiscoveryOfOthers, BeginsWhenAnnouncingFails) {
