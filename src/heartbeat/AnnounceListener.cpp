@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 #include <utility>
 
+#include "discovery/RunLogged.h"
 #include "framework/utils/Log.h"
 
 namespace heartbeat {
@@ -48,7 +49,10 @@ void AnnounceListener::watchNetwork() {
 }
 
 void AnnounceListener::renew() {
-  if (!mSocket->renew()) mNetwork.setAlarm();
+  bool isRenewed = false;
+  discovery::runLogged("HeartBeatWin:WorkerThread:the memberships were not renewed:%1%",
+                       [&] { isRenewed = mSocket->renew(); });
+  if (!isRenewed) mNetwork.setAlarm();
 }
 
 bool AnnounceListener::add(int descriptor, Source source) {

@@ -62,9 +62,9 @@ void leaveByInterfaceOf(int socket, std::string_view address) {
 /// route. False when there is no other way out.
 bool leaveByFirstInterface(int socket) {
   for (const utils::NetworkInterface& interface : utils::System::get_instance()->getNetworkInterfaces()) {
-    if (interface.ipV4.empty()) continue;
-    const ip_mreqn out = membershipOn(if_nametoindex(interface.name.c_str()));
-    return out.imr_ifindex != 0 && setsockopt(socket, IPPROTO_IP, IP_MULTICAST_IF, &out, sizeof out) == 0;
+    const unsigned int index = interface.ipV4.empty() ? 0 : if_nametoindex(interface.name.c_str());
+    const ip_mreqn out = membershipOn(index);
+    if (index != 0 && setsockopt(socket, IPPROTO_IP, IP_MULTICAST_IF, &out, sizeof out) == 0) return true;
   }
   return false;
 }

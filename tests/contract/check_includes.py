@@ -24,6 +24,7 @@ ALLOWED = {
         "discovery/DestructorGuard.h",
         "discovery/DiscoveryMap.h",
         "discovery/LogThrottle.h",
+        "discovery/RunLogged.h",
         "discovery/ServerDiscovery.h",
     },
     "discovery": {"framework", "json", "heartbeat/HeartBeat.h", "heartbeat/AnnounceRecord.h"},
