@@ -32,17 +32,23 @@ class Peer:
     def name(self):
         return self.host.name
 
-    def listed(self):
-        """The properties of the servers that it lists, by identifier; each is listed once."""
+    def properties(self):
+        """The properties of all that it lists. A server that has just changed its address may be there twice: a search
+        that was under way has found both."""
         answer = self.server.list()
         assert answer["status"] == {"code": 0, "desc": "Success"}
-        properties = [record["properties"] for record in answer["values"]]
+        assert answer["count"] == len(answer["values"]), answer
+        return [record["properties"] for record in answer["values"]]
+
+    def listed(self):
+        """The properties of the servers that it lists, by identifier; each is listed once."""
+        properties = self.properties()
         by_name = {each["displayId"]: each for each in properties}
-        assert answer["count"] == len(properties) == len(by_name), answer
+        assert len(properties) == len(by_name), properties
         return by_name
 
     def names(self):
-        return sorted(self.listed())
+        return sorted(each["displayId"] for each in self.properties())
 
     def own(self):
         return self.server.get("/1.0/servers/self").json["value"]["properties"]

@@ -17,9 +17,9 @@ def show(peers, watching, changing, condition, what):
     def met():
         nonlocal was_missing_at
         asked_at = time.time()
-        properties = watching.listed().get(changing.name)
-        if properties is not None and condition(properties):
-            return properties
+        found = [each for each in watching.properties() if each["displayId"] == changing.name]
+        if len(found) == 1 and condition(found[0]):
+            return found[0]
         was_missing_at = asked_at
         return None
 
