@@ -18,6 +18,7 @@
 #include <unistd.h>
 
 #include "framework/utils/Log.h"
+#include "framework/utils/System.h"
 #include "heartbeat/GroupAddress.h"
 #include "support/Wait.h"
 
@@ -147,8 +148,9 @@ std::size_t descriptorsOfThisProcess() {
 }
 
 DescriptorLimit::DescriptorLimit(std::size_t more) {
-  // A sanitizer that meets the classes of a stream for the first time makes a pipe to look at them, and takes an error
-  // for a bad object. What fails under the limit is logged, so a record is written before.
+  // A sanitizer that meets a class for the first time makes a pipe to look at it, and takes an error for a bad object.
+  // What fails under the limit is logged and the system is asked, so a record is written and it is asked before.
+  utils::System::get_instance()->getNetworkInterfaces();
   utils::formatted_log_t(utils::LOG_DETAIL, "%1% more descriptors %2%") % more % "from now on";
   utils::formatted_log_t(utils::LOG_DETAIL, "%1%") % EMFILE;
   std::vector<Descriptor> free(more + 1);
