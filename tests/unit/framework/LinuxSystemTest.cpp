@@ -4,8 +4,6 @@
 #include <fstream>
 #include <functional>
 #include <sched.h>
-#include <spawn.h>
-#include <sstream>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -15,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "framework/utils/LinuxSystem.h"
+#include "support/Ip.h"
 #include "support/Wait.h"
 
 namespace {
@@ -66,26 +65,10 @@ TEST(LinuxSystem, IsCalledByItsHostNameOtherwise) {
   EXPECT_THAT(LinuxSystem().getLocalServerId(), testing::MatchesRegex("[a-z0-9._-]+"));
 }
 
-/// Runs `ip` with these words; whether it succeeded.
-bool ip(const std::string& words) {
-  std::istringstream stream("ip " + words);
-  std::vector<std::string> arguments{std::istream_iterator<std::string>(stream), {}};
-  std::vector<char*> pointers;
-  for (auto& argument : arguments)
-    pointers.push_back(argument.data());
-  pointers.push_back(nullptr);
-  pid_t child = 0;
-  int status = -1;
-  if (posix_spawnp(&child, "ip", nullptr, nullptr, pointers.data(), environ) != 0) return false;
-  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-  }
-  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
-}
-
 bool setUp(const std::vector<std::string>& commands) {
   bool all = true;
   for (const auto& command : commands) {
-    const bool done = ip(command);
+    const bool done = support::ip(command);
     EXPECT_TRUE(done) << "ip " << command;
     all = all && done;
   }
@@ -238,7 +221,7 @@ TEST_F(LinuxSystemInNamespace, DescribesItsInterfaces) {
 TEST_F(LinuxSystemInNamespace, ListsNoMoreThanItsTableHolds) {
   ASSERT_TRUE(setUp({"link add eth9 type veth peer name peer9", "link set eth9 up", "link set peer9 up"}));
   for (int i = 1; i <= System::kMaxAddresses + 3; ++i) {
-    ASSERT_TRUE(ip("addr add 10.9.0." + std::to_string(i) + "/24 dev eth9"));
+    ASSERT_TRUE(support::ip("addr add 10.9.0." + std::to_string(i) + "/24 dev eth9"));
   }
   LinuxSystem system;
   EXPECT_EQ(addressesOf(system).ipV4.size(), 64u);
@@ -257,7 +240,7 @@ TEST_F(LinuxSystemInNamespace, SurvivesMoreNotificationsThanItsSocketHolds) {
     }
     file << "addr add 10.9.0.1/24 dev eth9\n";
   }
-  ASSERT_TRUE(ip("-batch " + batch));
+  ASSERT_TRUE(support::ip("-batch " + batch));
   EXPECT_THAT(addressesOf(system).ipV4, ElementsAre("10.9.0.1"));
   unlink(batch.c_str());
 }

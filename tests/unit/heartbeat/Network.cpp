@@ -5,40 +5,23 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <net/if.h>
 #include <netinet/in.h>
 #include <sched.h>
-#include <spawn.h>
 #include <sstream>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
 #include "framework/utils/Log.h"
 #include "framework/utils/System.h"
 #include "heartbeat/GroupAddress.h"
+#include "support/Ip.h"
 #include "support/Wait.h"
 
 namespace heartbeat::testing {
 namespace {
-
-bool runIp(const std::string& words) {
-  std::istringstream stream("ip " + words);
-  std::vector<std::string> arguments{std::istream_iterator<std::string>(stream), {}};
-  std::vector<char*> pointers;
-  for (auto& argument : arguments)
-    pointers.push_back(argument.data());
-  pointers.push_back(nullptr);
-  pid_t child = 0;
-  int status = -1;
-  if (posix_spawnp(&child, "ip", nullptr, nullptr, pointers.data(), environ) != 0) return false;
-  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-  }
-  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
-}
 
 bool isRunning(const std::string& interface) {
   const Descriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
@@ -75,7 +58,7 @@ void Namespace::in(const std::function<void()>& work) const {
 }
 
 void Namespace::ip(const std::string& words) const {
-  in([&] { EXPECT_TRUE(runIp(words)) << "ip " << words; });
+  in([&] { EXPECT_TRUE(support::ip(words)) << "ip " << words; });
 }
 
 void Namespace::set(const std::string& name, const std::string& value) const {
