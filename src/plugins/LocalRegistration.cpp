@@ -46,17 +46,16 @@ void logStep(bool hasWorked, const char* success, const char* failure, const std
 void ServerDiscoveryPlugin::registerServiceDiscovery() {
   const utils::FunctionTrace trace("plugins::ServerDiscoveryPlugin::registerServiceDiscovery");
   constexpr const char* kFailed = "ServerDiscoveryPl::registerServiceDiscovery:exception caught:%1%";
-  bool isToBeFollowed = launcher::Preferences::get_instance()->get_installation_oem_type() != kHiddenOemType;
+  const bool isHidden = launcher::Preferences::get_instance()->get_installation_oem_type() == kHiddenOemType;
+  bool isKnown = true;
   // What it throws costs the registration, which the monitor then makes.
-  discovery::runLogged(kFailed, [&] { isToBeFollowed = registerLocalServer() && isToBeFollowed; });
-  if (isToBeFollowed) discovery::runLogged(kFailed, startMonitor);
+  discovery::runLogged(kFailed, [&] { isKnown = registerLocalServer(isHidden); });
+  if (isKnown && !isHidden) discovery::runLogged(kFailed, startMonitor);
   // A server that others do not see still looks for them.
   discovery::runLogged(kFailed, [] { discovery::ServerDiscovery::getInstance()->startDiscovery(); });
 }
 
-/// False when this machine does not tell its addresses.
-bool ServerDiscoveryPlugin::registerLocalServer() {
-  const bool isHidden = launcher::Preferences::get_instance()->get_installation_oem_type() == kHiddenOemType;
+bool ServerDiscoveryPlugin::registerLocalServer(bool isHidden) {
   const auto addresses = addressesToTry();
   if (!addresses) return false;
   RegistrationState registration = describeLocalServer();

@@ -69,7 +69,8 @@ class ServerDiscoveryPlugin : public BasePlugin {
   void initializePluginApis();
   /// Deletes the service object's command; from then on it asks for nothing.
   void endCommand();
-  bool registerLocalServer();
+  /// A hidden server is only described. False when this machine does not tell its addresses.
+  bool registerLocalServer(bool isHidden);
   /// Compares the local server's details with those registered last, and registers it anew when they differ.
   void followLocalServer();
   /// The machine's addresses in the order in which registration tries them; nothing when it cannot list them.
