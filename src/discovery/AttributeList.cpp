@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "framework/utils/StringHelper.h"
+
 namespace discovery {
 namespace {
 
@@ -10,13 +12,9 @@ namespace {
 constexpr std::array<std::string_view, 4> kVmwareNamespaces = {"root/qmxmr13", "qmx/qmxmr13", "root/qmxmr12",
                                                                "qmx/qmxmr12"};
 
-char lower(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
 bool namesVmware(std::string_view token) {
   std::string text(token);
-  std::transform(text.begin(), text.end(), text.begin(), lower);
+  utils::StringHelper::to_lower(text);
   return std::any_of(kVmwareNamespaces.begin(), kVmwareNamespaces.end(),
                      [&](std::string_view name) { return text.find(name) != std::string::npos; });
 }
