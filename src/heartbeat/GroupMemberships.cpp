@@ -8,6 +8,7 @@
 #include <sys/socket.h>
 #include <vector>
 
+#include "discovery/LocalMachine.h"
 #include "framework/utils/Log.h"
 #include "framework/utils/System.h"
 #include "heartbeat/GroupAddress.h"
@@ -16,19 +17,15 @@ namespace heartbeat {
 namespace {
 
 /// A list of interfaces is empty, too, when the system could not make one; only the list of addresses says so.
-bool hasNoAddress(utils::System& system) {
-  std::string ipV4[utils::System::kMaxAddresses];
-  std::string ipV6[utils::System::kMaxAddresses];
-  int count4 = 0;
-  int count6 = 0;
-  return system.getIPAddresses(ipV4, ipV6, count4, count6) != 0 && count4 == 0 && count6 == 0;
+bool hasNoAddress() {
+  const discovery::LocalAddresses local = discovery::localAddresses();
+  return local.areListed && local.ipV4.empty() && local.ipV6.empty();
 }
 
 /// Index to name; none when the system does not tell.
 std::optional<std::map<unsigned int, std::string>> interfacesWithIPv4() {
-  utils::System& system = *utils::System::get_instance();
-  const std::vector<utils::NetworkInterface> interfaces = system.getNetworkInterfaces();
-  if (interfaces.empty() && !hasNoAddress(system)) return std::nullopt;
+  const std::vector<utils::NetworkInterface> interfaces = utils::System::get_instance()->getNetworkInterfaces();
+  if (interfaces.empty() && !hasNoAddress()) return std::nullopt;
   std::map<unsigned int, std::string> found;
   for (const utils::NetworkInterface& interface : interfaces) {
     if (interface.ipV4.empty()) continue;

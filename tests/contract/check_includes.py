@@ -23,6 +23,7 @@ ALLOWED = {
         "discovery/AttributeList.h",
         "discovery/DestructorGuard.h",
         "discovery/DiscoveryMap.h",
+        "discovery/LocalMachine.h",
         "discovery/LogThrottle.h",
         "discovery/RunLogged.h",
         "discovery/ServerDiscovery.h",
