@@ -13,12 +13,10 @@
 namespace cli {
 namespace {
 
-std::string addressText(const sockaddr& address) {
+in_addr addressOf(const sockaddr& address) {
   sockaddr_in ipV4{};
   std::memcpy(&ipV4, &address, sizeof ipV4);
-  std::array<char, INET_ADDRSTRLEN> text{};
-  inet_ntop(AF_INET, &ipV4.sin_addr, text.data(), text.size());
-  return text.data();
+  return ipV4.sin_addr;
 }
 
 void addOnce(std::vector<AnnounceInterface>& interfaces, const AnnounceInterface& interface) {
@@ -39,6 +37,12 @@ std::vector<std::string> wordsOf(std::string_view list) {
 
 }  // namespace
 
+std::string addressText(const in_addr& address) {
+  std::array<char, INET_ADDRSTRLEN> text{};
+  inet_ntop(AF_INET, &address, text.data(), text.size());
+  return text.data();
+}
+
 std::vector<AnnounceInterface> announceInterfaces() {
   ifaddrs* first = nullptr;
   if (getifaddrs(&first) != 0) return {};
@@ -47,7 +51,7 @@ std::vector<AnnounceInterface> announceInterfaces() {
   for (const ifaddrs* entry = first; entry != nullptr; entry = entry->ifa_next) {
     const bool isIpV4 = entry->ifa_addr != nullptr && entry->ifa_addr->sa_family == AF_INET;
     if (!isIpV4 || (entry->ifa_flags & IFF_UP) == 0) continue;
-    interfaces.push_back({entry->ifa_name, addressText(*entry->ifa_addr), if_nametoindex(entry->ifa_name),
+    interfaces.push_back({entry->ifa_name, addressText(addressOf(*entry->ifa_addr)), if_nametoindex(entry->ifa_name),
                           (entry->ifa_flags & IFF_MULTICAST) != 0});
   }
   return interfaces;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <netinet/in.h>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,8 @@ struct AnnounceInterface {
 
   friend bool operator==(const AnnounceInterface&, const AnnounceInterface&) = default;
 };
+
+std::string addressText(const in_addr& address);
 
 /// Those of this machine; empty, too, when the system does not tell.
 std::vector<AnnounceInterface> announceInterfaces();

@@ -1,7 +1,5 @@
 #include "cli/AnnounceSocket.h"
 
-#include <arpa/inet.h>
-#include <array>
 #include <cerrno>
 #include <cstddef>
 #include <netinet/in.h>
@@ -20,12 +18,6 @@ std::string lastError() {
 
 bool setOption(int descriptor, int level, int name, int value) {
   return setsockopt(descriptor, level, name, &value, sizeof value) == 0;
-}
-
-std::string addressText(const in_addr& address) {
-  std::array<char, INET_ADDRSTRLEN> text{};
-  inet_ntop(AF_INET, &address, text.data(), text.size());
-  return text.data();
 }
 
 }  // namespace
