@@ -18,6 +18,7 @@ ALLOWED = {
     "slp": set(),  # stands alone
     "framework": {"json"},
     "httpclient": set(),
+    "state": {"json"},
     "heartbeat": {
         "framework",
         "discovery/AttributeList.h",
@@ -30,8 +31,8 @@ ALLOWED = {
     },
     "discovery": {"framework", "json", "heartbeat/HeartBeat.h", "heartbeat/AnnounceRecord.h"},
     "plugins": {"framework", "discovery", "json"},
-    "host": {"framework", "json", "httpclient"},  # knows plug-ins only by loading them
-    "cli": {"json", "httpclient", "heartbeat/AnnounceRecord.h", "heartbeat/GroupAddress.h"},  # an outsider
+    "host": {"framework", "json", "httpclient", "state"},  # knows plug-ins only by loading them
+    "cli": {"json", "httpclient", "state", "heartbeat/AnnounceRecord.h", "heartbeat/GroupAddress.h"},  # an outsider
 }
 
 # Whoever else wants something of SLP asks the inventory.

@@ -24,7 +24,7 @@ struct Options {
   std::vector<std::string> listen;
   std::string pluginDirectory;
   std::string logLevel;
-  std::vector<std::string> preferences;
+  std::vector<std::string> assignments;
   bool dumpConfig = false;
   bool version = false;
 };
@@ -37,7 +37,8 @@ void declare(CLI::App& app, Options& options) {
                  "Address and port to listen on, such as [::]:8443 or 0.0.0.0:0; may be given again")
       ->allow_extra_args(false);
   app.add_option("--plugin-dir", options.pluginDirectory, "Directory with the plug-in libraries");
-  app.add_option("--set", options.preferences, "Sets one preference: key=value; may be given again")
+  app.add_option("--set", options.assignments,
+                 "Sets one key: SECTION.KEY=VALUE, or KEY=VALUE of [preferences]; may be given again")
       ->allow_extra_args(false);
   app.add_option("--log-level", options.logLevel, "error, warning, info, detail, trace, or a mask such as 0x7f");
   app.add_flag("--dump-config", options.dumpConfig, "Write the effective configuration, explained, and end");
@@ -57,11 +58,14 @@ std::optional<std::string> applyKey(Settings& settings, const char* section, con
   return problem ? std::optional(std::string(option) + ": " + *problem) : std::nullopt;
 }
 
-std::optional<std::string> applyPreference(Settings& settings, const std::string& assignment) {
+/// "tls.enabled=false", or "enable_multicast=0" for a key of [preferences].
+std::optional<std::string> applyAssignment(Settings& settings, const std::string& assignment) {
   const auto equals = assignment.find('=');
   if (equals == std::string::npos) return "--set: \"" + assignment + "\" is not key=value";
   const std::string name = assignment.substr(0, equals);
-  const SettingKey* key = findSettingKey("preferences", name);
+  const auto dot = name.find('.');
+  const std::string section = dot == std::string::npos ? "preferences" : name.substr(0, dot);
+  const SettingKey* key = findSettingKey(section, dot == std::string::npos ? name : name.substr(dot + 1));
   if (key == nullptr) return "--set: unknown key \"" + name + "\"; there are " + knownKeys("preferences");
   const auto problem = key->set(settings, assignment.substr(equals + 1));
   return problem ? std::optional("--set: " + *problem) : std::nullopt;
@@ -77,8 +81,8 @@ std::optional<std::string> apply(const Options& options, Settings& settings) {
   if (!problem && !options.logLevel.empty()) {
     problem = applyKey(settings, "log", "level", options.logLevel, "--log-level");
   }
-  for (const std::string& assignment : options.preferences) {
-    if (!problem) problem = applyPreference(settings, assignment);
+  for (const std::string& assignment : options.assignments) {
+    if (!problem) problem = applyAssignment(settings, assignment);
   }
   return problem;
 }

@@ -6,58 +6,16 @@
 
 #include "framework/launcher/Preferences.h"
 #include "host/config/LogLevel.h"
+#include "host/config/SecurityKeys.h"
+#include "host/config/SettingValues.h"
 
 namespace host {
 namespace {
 
-using Problem = std::optional<std::string>;
 using launcher::Preferences;
 
 constexpr std::size_t kMaxServerId = 64;
 constexpr std::size_t kMaxListeners = 16;
-
-// ---- values as text
-
-std::string quoted(std::string_view text) {
-  static constexpr std::string_view kHex = "0123456789ABCDEF";
-  std::string result = "\"";
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (c == '"' || c == '\\') {
-      result += '\\';
-      result += c;
-    } else if (byte < 0x20 || byte == 0x7F) {
-      result += "\\u00";
-      result += kHex[byte >> 4];
-      result += kHex[byte & 0xF];
-    } else {
-      result += c;
-    }
-  }
-  return result + "\"";
-}
-
-std::string quotedList(const std::vector<std::string>& texts) {
-  std::string result = "[";
-  for (const std::string& text : texts) {
-    result += (result.size() > 1 ? ", " : "") + quoted(text);
-  }
-  return result + "]";
-}
-
-Problem takeText(const ConfigValue& value, std::string& target) {
-  const auto* text = std::get_if<std::string>(&value);
-  if (text == nullptr) return "takes a text in quotes";
-  target = *text;
-  return std::nullopt;
-}
-
-Problem takeList(const ConfigValue& value, std::vector<std::string>& target) {
-  const auto* list = std::get_if<std::vector<std::string>>(&value);
-  if (list == nullptr) return "takes a list of texts, such as [\"eth*\"]";
-  target = *list;
-  return std::nullopt;
-}
 
 // ---- [server], [network], [log]
 
@@ -143,6 +101,11 @@ void addPlainKeys(std::vector<SettingKey>& keys) {
                   "This server's identifier among its peers: up to 64 of a-z, 0-9, \".\", \"_\" and \"-\". It must be "
                   "unique. Default \"\": the host name, lower-cased, with \"-\" for every other character.",
                   setServerId, [](const Settings& settings) { return quoted(settings.localServerId); }});
+  keys.push_back(textKey("server", "state_dir",
+                         "Directory for what the server keeps: certificate, accounts, certificates of others. Default "
+                         "\"\": what systemd gives the service, else /var/lib/kvt-server for root and "
+                         "~/.local/state/kvt-server for everybody else.",
+                         &Settings::stateDirectory));
   keys.push_back(listKey("network", "include_interfaces",
                          "Names or shell patterns of the network interfaces whose addresses are told to peers. Default "
                          "[]: all but the excluded ones.",
@@ -160,6 +123,10 @@ void addPlainKeys(std::vector<SettingKey>& keys) {
                          "File to append the log to, beside the console. At 10 MiB it is kept under a number, up to "
                          "five of them. Default \"\": none.",
                          &Settings::logFile));
+  keys.push_back({"log", "journal",
+                  "Whether the log goes to systemd's journal, in place of the console. Default false.",
+                  [](Settings& settings, const ConfigValue& value) { return takeFlag(value, settings.logToJournal); },
+                  [](const Settings& settings) { return flagText(settings.logToJournal); }});
 }
 
 // ---- [limits]
@@ -215,22 +182,11 @@ void assign(const LimitKey& key, Limits& limits, std::uint32_t value) {
 }
 
 Problem setLimit(const LimitKey& key, Settings& settings, const ConfigValue& value) {
-  std::int64_t number = -1;
-  if (const auto* plain = std::get_if<std::int64_t>(&value)) {
-    number = *plain;
-  } else if (const auto* text = std::get_if<std::string>(&value); text != nullptr && isInterval(key)) {
-    const auto interval = launcher::parseMilliseconds(*text);
-    if (!interval) return quoted(*text) + " is no interval: write milliseconds, \"1500ms\", \"30s\" or \"5m\"";
-    number = *interval;
-  } else {
-    return isInterval(key) ? "takes milliseconds, or a text such as \"30s\"" : "takes a number";
-  }
-  if (number < key.minimum || number > key.maximum) {
-    return std::to_string(number) + " is not between " + std::to_string(key.minimum) + " and " +
-           std::to_string(key.maximum);
-  }
-  assign(key, settings.limits, static_cast<std::uint32_t>(number));
-  return std::nullopt;
+  std::int64_t number = 0;
+  auto problem = isInterval(key) ? takeInterval(value, key.minimum, key.maximum, number)
+                                 : takeNumber(value, key.minimum, key.maximum, number);
+  if (!problem) assign(key, settings.limits, static_cast<std::uint32_t>(number));
+  return problem;
 }
 
 void addLimitKeys(std::vector<SettingKey>& keys) {
@@ -291,6 +247,7 @@ void addPreferenceKeys(std::vector<SettingKey>& keys) {
 std::vector<SettingKey> makeKeys() {
   std::vector<SettingKey> keys;
   addPlainKeys(keys);
+  addSecurityKeys(keys);
   addLimitKeys(keys);
   addPreferenceKeys(keys);
   return keys;

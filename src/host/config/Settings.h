@@ -8,6 +8,7 @@
 #include "framework/utils/LinuxSystem.h"
 #include "framework/utils/Log.h"
 #include "host/config/ListenAddress.h"
+#include "host/security/Role.h"
 
 namespace host {
 
@@ -28,6 +29,30 @@ struct Limits {
   unsigned int actionBacklog = 16;
 };
 
+struct TlsSettings {
+  enum class Version { kTls12, kTls13 };
+  bool isEnabled = false;
+  std::string certificateFile;  ///< PEM, with the chain; "": one that the server makes in its state directory
+  std::string keyFile;          ///< PEM
+  Version leastVersion = Version::kTls12;
+};
+
+/// Who may use the server, and for how long.
+struct AccessSettings {
+  Role anonymous = Role::kOperator;  ///< the role of somebody who has not logged in
+  std::chrono::milliseconds sessionIdle = std::chrono::minutes(30);
+  std::chrono::milliseconds sessionLifetime = std::chrono::hours(12);
+  unsigned int loginAttempts = 5;  ///< failed ones in a row until the lock-out
+  std::chrono::milliseconds lockOut = std::chrono::minutes(15);
+};
+
+/// How this server calls others.
+struct PeerSettings {
+  std::vector<std::string> allowedNetworks;  ///< "192.0.2.0/24"; empty: private, link-local and the machine's own ones
+  std::string caFile;                        ///< PEM; "": a certificate is pinned at the first contact
+  bool mayUseHttp = true;                    ///< to servers that say that they have no TLS
+};
+
 /// The whole configuration, sealed once the server runs. Every member has a default.
 struct Settings {
   std::vector<ListenAddress> listen;  ///< empty: every address, at the preference `listening_port`
@@ -37,6 +62,11 @@ struct Settings {
   std::vector<std::string> excludeInterfaces = utils::LinuxSystem::defaultExcludedInterfaces();
   unsigned int logMask = utils::logging::kDefaultMask;
   std::string logFile;
+  bool logToJournal = false;
+  std::string stateDirectory;  ///< "": see defaultStateDirectory()
+  TlsSettings tls;
+  AccessSettings access;
+  PeerSettings peers;
   Limits limits;
   std::map<std::string, std::string, std::less<>> preferences;  ///< those that were set, by name, checked
 };

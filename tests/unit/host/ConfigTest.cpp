@@ -114,7 +114,8 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{"UnknownKey", "[server]\n\nlisten_on = \"*:1\"",
                 "/etc/kvt.toml:3: server.listen_on: unknown; [server] has listen, plugin_dir, local_server_id"},
         Mistake{"UnknownSection", "[servers]\n",
-                "/etc/kvt.toml:1: servers: unknown; there are the sections server, network, log, limits, preferences"},
+                "/etc/kvt.toml:1: servers: unknown; there are the sections server, network, log, tls, access, peers, "
+                "limits, preferences"},
         Mistake{"KeyOutsideOfASection", "listen = \"*:1\"", "/etc/kvt.toml:1: listen: unknown; there are the sections"},
         Mistake{"SectionThatIsAValue", "log = 3", "/etc/kvt.toml:1: log: is a section: write [log]"},
         Mistake{"Syntax", "[log]\nlevel = \n", "/etc/kvt.toml:2: "},

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+
+#include "host/http/Service.h"
+
+namespace host {
+
+/// What the host answers itself, beside the resources of the plug-in manager: single paths, each verb with a handler.
+/// Everything else goes to the next service. Filled before the front starts, and only read from then on.
+class Routes : public Service {
+ public:
+  /// Like `Service::serve`: called by the front's thread, must not block.
+  using Handler = std::function<void(ClientRequest, Done)>;
+
+  /// `next` must outlive it. `uriPrefix` is what paths may begin with, "" for nothing.
+  Routes(std::string uriPrefix, Service& next);
+
+  /// A handler of GET serves HEAD, too.
+  void add(const std::string& method, const std::string& path, Handler handler);
+
+  void serve(ClientRequest request, Done done) override;
+
+ private:
+  const std::string mUriPrefix;
+  Service& mNext;
+  std::map<std::string, std::map<std::string, Handler>> mHandlers;  ///< by path and method
+};
+
+}  // namespace host
