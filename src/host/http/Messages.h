@@ -19,6 +19,7 @@ struct RequestHeaders {
   std::string csrfToken;  ///< X-CSRF-Token
   std::string host;
   std::string ifNoneMatch;
+  std::string forwardedFor;  ///< X-Forwarded-For or Forwarded: a proxy stands between
   std::string origin;
   std::string fetchSite;  ///< Sec-Fetch-Site
 };
