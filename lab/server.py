@@ -40,11 +40,12 @@ def fetch(namespace, address, method, path, body=None, port=8443, timeout=15, he
 
 
 class Server:
-    """One kvt-server on a host, whose name is its identifier. Its configuration and what it prints are in `folder`.
-    `settings` are preferences by name; `slp` is the text of a configuration file of the SLP library, in place of the
-    machine's."""
+    """One kvt-server on a host, whose name is its identifier. Its configuration, its state and what it prints are in
+    `folder`. It serves everybody, without TLS. `settings` are preferences by name; `slp` is the text of a configuration
+    file of the SLP library, in place of the machine's."""
 
     PORT = 8443
+    OPTIONS = ("--set", "tls.enabled=false", "--set", "access.anonymous=operator", "--set", "peers.allow_http=true")
 
     def __init__(
         self, host, build, folder, *, config="", settings=None, slp="", arguments=(), plugin_dir=None, hosts_file=None
@@ -55,7 +56,8 @@ class Server:
         self.config_file.write_text(f'[server]\nlocal_server_id = "{host.name}"\n{config}')
         self._slp_file = pathlib.Path(folder) / f"{host.name}-slp.conf"
         self._slp_file.write_text(slp)
-        options = ["--config", self.config_file, *arguments]
+        self.state = pathlib.Path(folder) / f"{host.name}-state"
+        options = ["--config", self.config_file, "--set", f"server.state_dir={self.state}", *self.OPTIONS, *arguments]
         for name, value in (settings or {}).items():
             options += ["--set", f"{name}={value}"]
         if plugin_dir is not None:
