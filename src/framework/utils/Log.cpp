@@ -5,15 +5,18 @@
 #include <locale>
 #include <memory>
 #include <mutex>
+#include <string_view>
+#include <unistd.h>
 #include <utility>
 
 #include <spdlog/common.h>
 #include <spdlog/details/log_msg.h>
 #include <spdlog/pattern_formatter.h>
-#include <spdlog/sinks/dup_filter_sink.h>
 #include <spdlog/sinks/rotating_file_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
+#include <spdlog/sinks/systemd_sink.h>
 
+#include "framework/utils/LogRepeats.h"
 #include "framework/utils/LogText.h"
 
 namespace utils {
@@ -36,49 +39,26 @@ constexpr std::size_t kMaxFileBytes = 10 * 1024 * 1024;
 constexpr std::size_t kOldFiles = 5;
 constexpr const char* kPattern = "%Y-%m-%dT%H:%M:%S.%e%z %l [%t] %v";
 
-/// For how long a warning or error is not written again while it follows itself. Some come with every server that a
-/// pass looks at.
-constexpr std::chrono::seconds kRepeatInterval{60};
+constexpr const char* kJournalSocket = "/run/systemd/journal/socket";
 
-/// One place where records go.
-class Output {
- public:
-  explicit Output(std::shared_ptr<spdlog::sinks::sink> sink) : mAll(std::move(sink)), mFailures(kRepeatInterval) {
-    mAll->set_formatter(std::make_unique<spdlog::pattern_formatter>(kPattern));
-    mFailures.add_sink(mAll);
-  }
+using Output = std::shared_ptr<spdlog::sinks::sink>;
 
-  void write(const spdlog::details::log_msg& message) {
-    if (message.level >= spdlog::level::warn) {
-      mFailures.log(message);
-    } else {
-      mAll->log(message);
-    }
-    mAll->flush();
-  }
-
- private:
-  std::shared_ptr<spdlog::sinks::sink> mAll;
-  spdlog::sinks::dup_filter_sink_st mFailures;  ///< hands on to the other, and counts what it leaves out
-};
+Output lineOutput(Output sink) {
+  sink->set_formatter(std::make_unique<spdlog::pattern_formatter>(kPattern));
+  return sink;
+}
 
 /// Where records go. Never destroyed: static destructors of plug-ins log, too, and threads may until the very end.
 struct Log {
   std::atomic<unsigned int> mask = kDefaultMask;
 
   std::mutex mutex;  ///< guards what follows
-  std::unique_ptr<Output> console;
-  std::unique_ptr<Output> file;
+  Output console = lineOutput(std::make_shared<spdlog::sinks::stderr_sink_mt>());
+  Output file;
+  Output journal;
+  LogRepeats repeats;
   Sink sink = nullptr;
   void* sinkContext = nullptr;
-
-  Log() { showOnConsole(true); }
-
-  void showOnConsole(bool on) {
-    console.reset();
-    if (!on) return;
-    console = std::make_unique<Output>(std::make_shared<spdlog::sinks::stderr_sink_mt>());
-  }
 
   static Log& get() {
     static Log* const log = new Log;
@@ -101,12 +81,47 @@ spdlog::level::level_enum severity(log_level_t level) {
   }
 }
 
+void writeTo(const Output& output, const spdlog::details::log_msg& message) noexcept {
+  if (!output) return;
+  try {
+    output->log(message);
+    output->flush();
+  } catch (...) {  // a full disk or a closed console must not stop the work that is logged, nor the other outputs
+  }
+}
+
 void writeLine(Log& log, log_level_t level, const std::string& text) {
-  if (!log.console && !log.file) return;
   const std::string line = printable(text);
   const spdlog::details::log_msg message("", severity(level), line);
-  if (log.console) log.console->write(message);
-  if (log.file) log.file->write(message);
+  writeTo(log.console, message);
+  writeTo(log.file, message);
+  writeTo(log.journal, message);
+}
+
+void tellLeftOut(Log& log, LogRepeats::TimePoint now) {
+  for (const LogRepeats::LeftOut& leftOut : log.repeats.takeDue(now)) {
+    writeLine(log, leftOut.level,
+              "left out " + std::to_string(leftOut.count) + " more within a minute like: " + leftOut.sample);
+  }
+}
+
+/// What was asked for, as information and traces are, is written whatever it repeats.
+bool isLimited(log_level_t level) {
+  return severity(level) >= spdlog::level::warn;
+}
+
+void writeKeyed(log_level_t level, const std::string& text, std::size_t key) noexcept {
+  try {
+    Log& log = Log::get();
+    const std::lock_guard lock(log.mutex);
+    if (log.sink != nullptr) log.sink(log.sinkContext, level, text);
+    if (!log.console && !log.file && !log.journal) return;
+    const auto now = std::chrono::steady_clock::now();
+    const bool isWritten = !isLimited(level) || log.repeats.admit(key, level, text, now);
+    tellLeftOut(log, now);
+    if (isWritten) writeLine(log, level, text);
+  } catch (...) {  // no memory: the record is lost, and nothing else
+  }
 }
 
 }  // namespace
@@ -124,35 +139,46 @@ bool enabled(log_level_t level) {
 }
 
 void write(log_level_t level, const std::string& text) noexcept {
+  writeKeyed(level, text, repeatKey(text));
+}
+
+std::optional<std::function<void()>> openFile(const std::string& path) {
+  Output file;
   try {
+    if (!path.empty()) {
+      file = lineOutput(std::make_shared<spdlog::sinks::rotating_file_sink_mt>(path, kMaxFileBytes, kOldFiles));
+    }
+  } catch (const spdlog::spdlog_ex&) {
+    return std::nullopt;
+  }
+  return [file] {
     Log& log = Log::get();
     const std::lock_guard lock(log.mutex);
-    if (log.sink != nullptr) log.sink(log.sinkContext, level, text);
-    writeLine(log, level, text);
-  } catch (...) {  // a full disk or a closed console must not stop the work that is logged
-  }
+    log.file = file;
+  };
 }
 
 bool setFile(const std::string& path) {
-  Log& log = Log::get();
-  std::unique_ptr<Output> file;
-  try {
-    if (!path.empty()) {
-      file = std::make_unique<Output>(
-          std::make_shared<spdlog::sinks::rotating_file_sink_mt>(path, kMaxFileBytes, kOldFiles));
-    }
-  } catch (const spdlog::spdlog_ex&) {
-    return false;
-  }
-  const std::lock_guard lock(log.mutex);
-  log.file.swap(file);
-  return true;
+  const auto putInPlace = openFile(path);
+  if (putInPlace) (*putInPlace)();
+  return putInPlace.has_value();
 }
 
 void setConsole(bool on) {
+  Output console = on ? lineOutput(std::make_shared<spdlog::sinks::stderr_sink_mt>()) : nullptr;
   Log& log = Log::get();
   const std::lock_guard lock(log.mutex);
-  log.showOnConsole(on);
+  log.console = std::move(console);
+}
+
+bool setJournal(const std::string& identifier) {
+  // Without a listener the journal's library throws records away and says nothing.
+  if (!identifier.empty() && access(kJournalSocket, W_OK) != 0) return false;
+  Output journal = identifier.empty() ? nullptr : std::make_shared<spdlog::sinks::systemd_sink_mt>(identifier);
+  Log& log = Log::get();
+  const std::lock_guard lock(log.mutex);
+  log.journal = std::move(journal);
+  return true;
 }
 
 void setSink(Sink sink, void* context) {
@@ -167,9 +193,11 @@ void setSink(Sink sink, void* context) {
 formatted_log_t::formatted_log_t(log_level_t level, const char* format) : mLevel(level) {
   if (!logging::enabled(level)) return;
   try {
+    const std::string_view text = format != nullptr ? format : "";
+    if (logging::hasWords(text)) mKey = logging::repeatKey(text);
     mFormat.emplace();
     mFormat->exceptions(boost::io::no_error_bits);
-    mFormat->parse(format != nullptr ? format : "");
+    mFormat->parse(std::string(text));
   } catch (...) {
     mFormat.reset();
   }
@@ -178,7 +206,8 @@ formatted_log_t::formatted_log_t(log_level_t level, const char* format) : mLevel
 formatted_log_t::~formatted_log_t() {
   if (!mFormat) return;
   try {
-    logging::write(mLevel, mFormat->str());
+    const std::string text = mFormat->str();
+    logging::writeKeyed(mLevel, text, mKey ? *mKey : logging::repeatKey(text));
   } catch (...) {  // a record is never worth an exception
   }
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -44,6 +46,7 @@ class formatted_log_t {
   }
 
   log_level_t mLevel;
+  std::optional<std::size_t> mKey;  ///< of its format, where that names a message
   std::optional<boost::format> mFormat;
 };
 
@@ -59,10 +62,12 @@ class FunctionTrace {
   const char* mName;
 };
 
-/// Where records go and which of them. Safe for every thread.
+/// Where records go and which of them. Errors, survived failures and mismatches are written a few times a minute each,
+/// counted by their format where it has words and else by their text; how many were left out is told with the next
+/// record after that minute. Safe for every thread.
 namespace logging {
 
-/// Receives each written record. Called by the logging thread; must not log.
+/// Receives each record, also those that are left out elsewhere. Called by the logging thread; must not log.
 using Sink = void (*)(void* context, log_level_t level, const std::string& text);
 
 /// A mask that shows errors, survived failures and mismatches.
@@ -73,10 +78,16 @@ unsigned int mask();
 bool enabled(log_level_t level);
 /// Writes one finished text, past the format.
 void write(log_level_t level, const std::string& text) noexcept;
-/// The file to append to, beside the console; "" for none. False when it cannot be opened.
+/// Opens a file to append to, beside the console; "" for none. What comes back puts it in the place of the present one;
+/// nothing when it cannot be opened.
+std::optional<std::function<void()>> openFile(const std::string& path);
+/// Opens it and puts it in place at once. False when it cannot be opened.
 bool setFile(const std::string& path);
 /// Whether records go to the console (stderr).
 void setConsole(bool on);
+/// Records go to systemd's journal under this name, with their priorities; "" for not any more. False where no journal
+/// listens.
+bool setJournal(const std::string& identifier);
 /// A further receiver, for tests; null takes it away.
 void setSink(Sink sink, void* context);
 
