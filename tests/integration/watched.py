@@ -27,8 +27,8 @@ class Servers:
         self._folder = folder
         self._started = []
 
-    def make(self, host, **options):
-        server = Server(host, self._build, self._folder, **{"plugin_dir": self._plugins, **options})
+    def make(self, host, kind=Server, **options):
+        server = kind(host, self._build, self._folder, **{"plugin_dir": self._plugins, **options})
         self._started.append(server)
         return server
 
