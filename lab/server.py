@@ -6,6 +6,7 @@ import json
 import os
 import pathlib
 import signal
+import ssl
 import subprocess
 
 from netlab import wait_for
@@ -22,13 +23,20 @@ class Answer:
         return json.loads(self.body)
 
 
-def fetch(namespace, address, method, path, body=None, port=8443, timeout=15, headers=None):
-    """One HTTP exchange from inside the namespace. `body` is text or bytes as they are, anything else as JSON."""
+def connect(address, port, timeout, tls=None):
+    if tls is None:
+        return http.client.HTTPConnection(address, port, timeout=timeout)
+    return http.client.HTTPSConnection(address, port, timeout=timeout, context=tls)
+
+
+def fetch(namespace, address, method, path, body=None, port=8443, timeout=15, headers=None, tls=None):
+    """One HTTP exchange from inside the namespace, over TLS with a context. `body` is text or bytes as they are, anything
+    else as JSON."""
     if body is not None and not isinstance(body, (str, bytes)):
         body = json.dumps(body)
 
     def exchange():
-        connection = http.client.HTTPConnection(address, port, timeout=timeout)
+        connection = connect(address, port, timeout, tls)
         try:
             connection.request(method, path, body, headers or {})
             response = connection.getresponse()
@@ -119,11 +127,14 @@ class Server:
     def address(self):
         return self.host.ipv4 or self.host.ipv6 or "127.0.0.1"
 
+    def ask(self, method, path, body=None, **options):
+        return fetch(self.host, self.address, method, path, body, port=self.PORT, **options)
+
     def get(self, path, **options):
-        return fetch(self.host, self.address, "GET", path, port=self.PORT, **options)
+        return self.ask("GET", path, **options)
 
     def post(self, path, body, **options):
-        return fetch(self.host, self.address, "POST", path, body, port=self.PORT, **options)
+        return self.ask("POST", path, body, **options)
 
     def act(self, action, parameters, **options):
         body = {"action": action, "parameters": parameters}
@@ -140,6 +151,57 @@ class Server:
 
     def list(self):
         return self.get("/1.0/servers").json
+
+
+class SecureServer(Server):
+    """One as it is without any configuration: with TLS, and for those only who log in. The operator of its own has the
+    name and the password below, and its requests come with a token of that account."""
+
+    OPTIONS = ()
+    USER = "operator"
+    PASSWORD = "a horse and a battery"
+
+    def __init__(self, host, build, folder, **options):
+        super().__init__(host, build, folder, **options)
+        self._control = build.control
+        self.token = None
+
+    def start(self, seconds=30):
+        if self.token is None:
+            self.add_user(self.USER, self.PASSWORD, "operator")
+        super().start(seconds)
+        if self.token is None:
+            self.token = self.make_token("lab", "operator")
+        return self
+
+    def add_user(self, name, password, role):
+        words = ["user", "add", name, "--role", role, "--state-dir", self.state]
+        self.host.run(self._control, *words, input=f"{password}\n")
+
+    @property
+    def tls(self):
+        """What a client needs that trusts this server and no other."""
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_CLIENT)
+        context.check_hostname = False
+        context.load_verify_locations(self.state / "certificate.pem")
+        return context
+
+    def ask(self, method, path, body=None, headers=None, **options):
+        """As the operator, unless `headers` say who asks; {} is nobody."""
+        if headers is None:
+            headers = {"Authorization": f"Bearer {self.token}"}
+        return super().ask(method, path, body, headers=headers, tls=self.tls, **options)
+
+    def log_in(self, user=USER, password=PASSWORD):
+        """The headers of a browser that has logged in."""
+        answer = self.post("/1.0/session", {"user": user, "password": password}, headers={})
+        if answer.status != 200:
+            raise RuntimeError(f"{self.host.name} lets {user} not log in: {answer.status} {answer.body!r}")
+        return {"Cookie": answer.headers["Set-Cookie"].split(";")[0], "X-CSRF-Token": answer.json["value"]["csrfToken"]}
+
+    def make_token(self, name, role):
+        answer = self.post("/1.0/tokens", {"name": name, "role": role}, headers=self.log_in())
+        return answer.json["value"]["token"]
 
 
 @dataclasses.dataclass(frozen=True)
