@@ -35,7 +35,8 @@ Server::Server(const Settings& settings)
   fill(preferences, settings);
   mDispatcher = std::make_unique<Dispatcher>(*PluginManager::get_instance(), preferences, settings.limits,
                                              HostResources::promptTemplates());
-  mFront = std::make_unique<Front>(settings.limits, *mDispatcher);
+  mEncoding = std::make_unique<Encoding>(preferences.get_uri_prefix(), *mDispatcher);
+  mFront = std::make_unique<Front>(settings.limits, *mEncoding);
 }
 
 Server::~Server() {

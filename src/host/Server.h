@@ -7,6 +7,7 @@
 #include "host/Result.h"
 #include "host/config/Settings.h"
 #include "host/http/Dispatcher.h"
+#include "host/http/Encoding.h"
 #include "host/http/Front.h"
 #include "host/loader/PluginLoader.h"
 #include "host/net/Endpoint.h"
@@ -39,6 +40,7 @@ class Server {
  private:
   const Settings mSettings;
   std::unique_ptr<Dispatcher> mDispatcher;
+  std::unique_ptr<Encoding> mEncoding;
   std::unique_ptr<Front> mFront;
   std::unique_ptr<HostResources> mResources;
   PluginLoader mLoader;
