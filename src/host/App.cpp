@@ -4,6 +4,7 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -15,9 +16,10 @@
 #include "host/Signals.h"
 #include "host/Version.h"
 #include "host/config/CommandLine.h"
-#include "host/config/ConfigFile.h"
 #include "host/config/LogLevel.h"
 #include "host/net/Address.h"
+#include "host/service/Notification.h"
+#include "host/service/Reload.h"
 
 namespace host {
 namespace {
@@ -86,33 +88,71 @@ void announce(const std::vector<Endpoint>& endpoints, const std::vector<PluginIn
   std::cout << line.str() << std::endl;
 }
 
-/// A configuration that cannot be read changes nothing.
-void reloadLogLevel(const Invocation& invocation) {
-  if (invocation.configFile.empty()) {
-    utils::logging::write(utils::LOG_FAILURE, "SIGHUP: there is no configuration file to read anew");
-    return;
+/// "listens on [::]:8443; 1 plug-in", for the service manager.
+std::string statusLine(const std::vector<Endpoint>& endpoints, std::size_t plugins) {
+  std::string line = "listens on ";
+  for (const Endpoint& endpoint : endpoints) {
+    if (&endpoint != &endpoints.front()) line += ", ";
+    line += bracketed(endpoint.address) + ':' + std::to_string(endpoint.port);
   }
-  if (invocation.logLevelGiven) {
-    utils::logging::write(utils::LOG_FAILURE, "SIGHUP: the log level stays as the command line has set it");
-    return;
-  }
-  const auto settings = loadConfig(invocation.configFile);
-  if (!settings) {
-    utils::logging::write(utils::LOG_ERROR, "SIGHUP: nothing was changed: " + settings.error());
-    return;
-  }
-  utils::logging::setMask(settings->logMask);
-  utils::logging::write(utils::LOG_DETAIL, "SIGHUP: the log level is " + logLevelName(settings->logMask));
+  return line + "; plug-ins: " + std::to_string(plugins);
 }
 
-void serveUntilSignalled(const Invocation& invocation) {
-  while (signals::wait() == SIGHUP) {
-    reloadLogLevel(invocation);
+/// The arguments of the process: they and the file that they name are the settings.
+struct CommandLine {
+  int count;
+  const char* const* texts;
+};
+
+/// Reads the settings anew and has the parts of the server take them on: all of them, or nothing.
+void reread(const CommandLine& line, Reload& reload) {
+  const Invocation invocation = readCommandLine(line.count, line.texts);
+  if (invocation.action != Invocation::Action::kServe) {
+    return utils::logging::write(utils::LOG_ERROR, "SIGHUP: nothing was changed: " + invocation.text);
   }
+  const auto left = reload.apply(invocation.settings);
+  if (!left) return utils::logging::write(utils::LOG_ERROR, "SIGHUP: nothing was changed: " + left.error());
+  if (invocation.logLevelGiven) {
+    utils::logging::write(utils::LOG_FAILURE, "SIGHUP: the log level stays as the command line has set it");
+  }
+  std::string names;
+  for (const std::string& key : *left) {
+    names += (names.empty() ? "" : ", ") + key;
+  }
+  if (!names.empty()) {
+    utils::logging::write(utils::LOG_FAILURE, "SIGHUP: changed, but to be had at the next start only: " + names);
+  }
+  utils::logging::write(utils::LOG_DETAIL,
+                        "SIGHUP: read anew; the log level is " + logLevelName(invocation.settings.logMask));
+}
+
+void serveUntilSignalled(const CommandLine& line, Reload& reload, const std::string& status) {
+  notification::ready(status);
+  while (signals::wait() == SIGHUP) {
+    notification::reloading();
+    reread(line, reload);
+    notification::ready(status);
+  }
+  notification::stopping();
   signals::limitTheEnd(kLongestEnd);
 }
 
-int serve(const Invocation& invocation) {
+/// What is wrong with where the log is to go, if anything.
+std::optional<std::string> openLog(const Settings& settings) {
+  utils::logging::setMask(settings.logMask);
+  if (!settings.logFile.empty() && !utils::logging::setFile(settings.logFile)) {
+    return "the log file " + settings.logFile + " cannot be opened for writing";
+  }
+  if (!settings.logToJournal) return std::nullopt;
+  if (utils::logging::setJournal("kvt-server")) {
+    utils::logging::setConsole(false);
+  } else {
+    utils::logging::write(utils::LOG_FAILURE, "no journal listens here, so the log goes to the console");
+  }
+  return std::nullopt;
+}
+
+int serve(const Invocation& invocation, const CommandLine& line) {
   const Settings& settings = invocation.settings;
   const bool named = !settings.pluginDirectory.empty();
   const std::string directory = named ? settings.pluginDirectory : defaultPluginDirectory();
@@ -120,17 +160,16 @@ int serve(const Invocation& invocation) {
   if (named && !fs::is_directory(directory, ignored)) {
     return fail(kExitConfiguration, "there is no plug-in directory " + directory);
   }
-  utils::logging::setMask(settings.logMask);
-  if (!settings.logFile.empty() && !utils::logging::setFile(settings.logFile)) {
-    return fail(kExitConfiguration, "the log file " + settings.logFile + " cannot be opened for writing");
-  }
+  if (const auto problem = openLog(settings)) return fail(kExitConfiguration, *problem);
   const ConfiguredSystem system(settings);
   Server server(settings);
   const auto endpoints = server.listen();
   if (!endpoints) return fail(kExitUnavailable, endpoints.error());
   server.start(directory);
   announce(*endpoints, server.plugins());
-  serveUntilSignalled(invocation);
+  Reload reload(settings);
+  addLogTo(reload);
+  serveUntilSignalled(line, reload, statusLine(*endpoints, server.plugins().size()));
   server.stop();
   return kExitOk;
 }
@@ -143,7 +182,7 @@ int runServer(int argc, const char* const* argv) {
     if (invocation.action == Invocation::Action::kFail) return fail(invocation.exitCode, invocation.text);
     if (invocation.action == Invocation::Action::kServe) {
       signals::block();
-      return serve(invocation);
+      return serve(invocation, {argc, argv});
     }
     std::cout << invocation.text << std::flush;
     return kExitOk;

@@ -89,6 +89,10 @@ void Dispatcher::serve(ClientRequest request, Done done) {
   done(busy("The server is busy, try again"));
 }
 
+std::chrono::milliseconds Dispatcher::longestWait() const {
+  return std::max({mPrompt.longestWait(), mReads.longestWait(), mActions.longestWait()});
+}
+
 void Dispatcher::close() {
   mActions.close();
   mReads.close();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -30,6 +31,9 @@ class Dispatcher : public Service {
   ~Dispatcher() override;
 
   void serve(ClientRequest request, Done done) override;
+
+  /// How long the oldest request has been waiting for a thread.
+  std::chrono::milliseconds longestWait() const;
 
   /// Drops what waits, takes nothing more, and returns when what runs has ended.
   void close();

@@ -38,14 +38,20 @@ bool Lane::submit(Job job) {
   {
     const std::lock_guard lock(mMutex);
     if (mClosed || mJobs.size() >= mBacklog) return false;
-    mJobs.push_back(std::move(job));
+    mJobs.push_back({std::move(job), std::chrono::steady_clock::now()});
   }
   mWake.notify_one();
   return true;
 }
 
+std::chrono::milliseconds Lane::longestWait() const {
+  const std::lock_guard lock(mMutex);
+  if (mJobs.empty()) return std::chrono::milliseconds(0);
+  return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - mJobs.front().since);
+}
+
 void Lane::close() {
-  std::deque<Job> dropped;
+  std::deque<Waiting> dropped;
   {
     const std::lock_guard lock(mMutex);
     mClosed = true;
@@ -64,7 +70,7 @@ void Lane::work() {
       std::unique_lock lock(mMutex);
       mWake.wait(lock, [this] { return mClosed || !mJobs.empty(); });
       if (mClosed) return;
-      job = std::move(mJobs.front());
+      job = std::move(mJobs.front().job);
       mJobs.pop_front();
     }
     run(job);

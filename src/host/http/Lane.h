@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
@@ -27,16 +28,23 @@ class Lane {
   /// itself.
   bool submit(Job job);
 
+  /// How long the oldest job that waits has been waiting; 0 when none does.
+  std::chrono::milliseconds longestWait() const;
+
   /// Drops what waits, takes nothing more, and returns when what runs has ended. Not to be called by a job.
   void close();
 
  private:
+  struct Waiting {
+    Job job;
+    std::chrono::steady_clock::time_point since;
+  };
   void work();
 
   const std::size_t mBacklog;
-  std::mutex mMutex;
+  mutable std::mutex mMutex;
   std::condition_variable mWake;
-  std::deque<Job> mJobs;
+  std::deque<Waiting> mJobs;
   bool mClosed = false;
   std::vector<std::thread> mThreads;
 };

@@ -84,6 +84,23 @@ TEST(Lane, SurvivesAJobThatThrows) {
   EXPECT_TRUE(log.has(utils::LOG_ERROR, "Lane:run: a job failed"));
 }
 
+TEST(Lane, TellsHowLongTheOldestJobHasBeenWaiting) {
+  std::promise<void> release;
+  auto released = release.get_future().share();
+  std::atomic<bool> running = false;
+  Lane lane("lane", 1, 10);
+  lane.submit([&, released] {
+    running = true;
+    released.wait();
+  });
+  ASSERT_TRUE(support::waitFor([&] { return running.load(); }));
+  EXPECT_EQ(lane.longestWait(), milliseconds(0)) << "what runs does not wait";
+  lane.submit([] {});
+  EXPECT_TRUE(support::waitFor([&] { return lane.longestWait() >= milliseconds(20); }));
+  release.set_value();
+  EXPECT_TRUE(support::waitFor([&] { return lane.longestWait() == milliseconds(0); }));
+}
+
 TEST(LogLimiter, LetsABurstPassAndThenOneASecond) {
   LogLimiter limiter;
   auto now = LogLimiter::Clock::now();
