@@ -9,7 +9,7 @@ namespace host {
 class AnswerStream {
  public:
   /// Sends a piece, from any thread. False when it will not arrive: the client has gone, or leaves more lying than the
-  /// front holds for it, which ends the connection.
+  /// front holds for it, which ends the connection. An empty piece ends the answer in order.
   using Send = std::function<bool(std::string piece)>;
 
   virtual ~AnswerStream() = default;
