@@ -33,6 +33,8 @@ struct ClientRequest {
   std::string remoteAddress;
   RequestHeaders headers = {};
   bool isSecure = false;  ///< came over TLS
+  /// What stands in place of the parameter of a route ("/1.0/tokens/{name}"), percent-decoded.
+  std::string pathParameter = {};
 
   // Whoever lets the request in says for whom.
   std::string user = {};  ///< "" for somebody who has not logged in

@@ -38,10 +38,7 @@ std::string_view withoutAuthority(std::string_view uri) {
 }
 
 std::string_view withoutPrefix(std::string_view path, std::string_view uriPrefix) {
-  std::string_view prefix = withoutAuthority(uriPrefix);
-  while (prefix.ends_with('/')) {
-    prefix.remove_suffix(1);
-  }
+  const std::string_view prefix = pathOfPrefix(uriPrefix);
   const bool matches = !prefix.empty() && path.starts_with(prefix) && path.substr(prefix.size()).starts_with('/');
   return matches ? path.substr(prefix.size()) : path;
 }
@@ -62,6 +59,14 @@ Answer failureAnswer(int status, const std::string& text) {
   answer.status = status;
   json::Writer::Write(http::statusBlock(status, text), answer.body);
   return answer;
+}
+
+std::string_view pathOfPrefix(std::string_view uriPrefix) {
+  std::string_view prefix = withoutAuthority(uriPrefix);
+  while (prefix.ends_with('/')) {
+    prefix.remove_suffix(1);
+  }
+  return prefix;
 }
 
 std::variant<Aim, Answer> readAim(const ClientRequest& request, std::string_view uriPrefix) {

@@ -21,6 +21,9 @@ struct Aim {
 /// ("/kvt"), or scheme and authority with or without one.
 std::variant<Aim, Answer> readAim(const ClientRequest& request, std::string_view uriPrefix);
 
+/// The path part of a URI prefix, without a "/" at its end; "" when there is none.
+std::string_view pathOfPrefix(std::string_view uriPrefix);
+
 /// Reads a body, which is one JSON object; an empty text stands for an empty object. The answer is a refusal that names
 /// line and column.
 std::variant<json::Object, Answer> readBody(std::string_view text);

@@ -1,0 +1,37 @@
+#include "host/security/Answers.h"
+
+#include "framework/constants/JsonConstants.h"
+#include "framework/http/StatusBlock.h"
+#include "json/writer.h"
+
+namespace host {
+namespace {
+
+using constants::JsonConstants;
+
+Answer answerOf(const json::Object& document) {
+  Answer answer;
+  json::Writer::Write(document, answer.body);
+  answer.headers.emplace_back("Cache-Control", "no-store");
+  return answer;
+}
+
+}  // namespace
+
+Answer valueAnswer(const json::UnknownElement& value) {
+  json::Object document = http::statusBlock(0, JsonConstants::SUCCESS);
+  document[JsonConstants::VALUE] = value;
+  return answerOf(document);
+}
+
+Answer doneAnswer() {
+  return answerOf(http::statusBlock(0, JsonConstants::SUCCESS));
+}
+
+Answer laterAnswer(int status, const std::string& text, std::chrono::seconds wait) {
+  Answer answer = failureAnswer(status, text);
+  answer.headers.emplace_back("Retry-After", std::to_string(wait.count()));
+  return answer;
+}
+
+}  // namespace host
