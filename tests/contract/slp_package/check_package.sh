@@ -14,12 +14,16 @@ fail() {
   exit 1
 }
 
-"$cmake" --install "$build" --component slp --prefix "$work/first" >"$work/log" || fail "$(cat "$work/log")"
+for component in slp slp_dev; do
+  "$cmake" --install "$build" --component "$component" --prefix "$work/first" >"$work/log" || fail "$(cat "$work/log")"
+done
 # Whoever moves the tree must not notice.
 mv "$work/first" "$work/prefix"
 cd "$work/prefix"
 libdir=$(dirname "$(find . -name libslp.a)")
-expected="./include/slp.h $libdir/libslp.a $libdir/libslp.so $libdir/libslp.so.1 $libdir/pkgconfig/slp.pc"
+cmake_dir=$libdir/cmake/ServerDiscovery
+targets=$(find "$cmake_dir" -name 'ServerDiscoverySlp*.cmake' | LC_ALL=C sort | xargs)
+expected="./include/slp.h $targets $libdir/libslp.a $libdir/libslp.so $libdir/libslp.so.1 $libdir/pkgconfig/slp.pc"
 found=$(find . ! -type d | LC_ALL=C sort | xargs)
 [ "$found" = "$expected" ] || fail "installed: $found"
 

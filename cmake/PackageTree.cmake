@@ -1,0 +1,58 @@
+# Called by cpack for the trees that become packages: what Debian has elsewhere or otherwise than "cmake --install".
+set(components server discovery control framework framework_dev slp slp_dev)
+
+function(find_of_tree result tree)
+  file(GLOB_RECURSE found LIST_DIRECTORIES false "${tree}/*")
+  set(${result} "${found}" PARENT_SCOPE)
+endfunction()
+
+# The loader finds libraries of /usr/lib by itself.
+function(remove_rpaths tree)
+  find_of_tree(files "${tree}")
+  foreach(file ${files})
+    if(NOT IS_SYMLINK "${file}" AND (file MATCHES "\\.so[.0-9]*$" OR file MATCHES "/s?bin/"))
+      file(RPATH_REMOVE FILE "${file}")
+    endif()
+  endforeach()
+endfunction()
+
+function(run)
+  execute_process(COMMAND ${ARGN} COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+
+# Without names and times, so that the same input makes the same package.
+function(compress pattern)
+  file(GLOB_RECURSE pages LIST_DIRECTORIES false "${pattern}")
+  foreach(page ${pages})
+    run(gzip --best --no-name --force "${page}")
+  endforeach()
+endfunction()
+
+foreach(component ${components})
+  set(tree "${CPACK_TEMPORARY_DIRECTORY}/${component}")
+  if(NOT IS_DIRECTORY "${tree}/usr")
+    message(FATAL_ERROR "There is nothing to package for ${component} in ${tree}")
+  endif()
+  remove_rpaths("${tree}")
+  string(TOUPPER ${component} upper)
+  set(doc "${tree}/usr/share/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME}")
+  file(COPY "${CPACK_KVT_DEBIAN_DIR}/copyright" DESTINATION "${doc}")
+  file(COPY "${CPACK_KVT_GENERATED_DIR}/changelog" DESTINATION "${doc}")
+  file(CHMOD "${doc}/copyright" "${doc}/changelog" PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+  compress("${doc}/changelog")
+  compress("${tree}/usr/share/man/*.[1-8]")
+  set(overrides "${CPACK_KVT_DEBIAN_DIR}/lintian/${CPACK_DEBIAN_${upper}_PACKAGE_NAME}")
+  if(EXISTS "${overrides}")
+    file(COPY "${overrides}" DESTINATION "${tree}/usr/share/lintian/overrides")
+  endif()
+endforeach()
+
+# Configuration of the machine, and units where Debian 12 keeps them.
+set(server "${CPACK_TEMPORARY_DIRECTORY}/server")
+file(RENAME "${server}/usr/etc" "${server}/etc")
+file(MAKE_DIRECTORY "${server}/lib")
+file(RENAME "${server}/usr/lib/systemd" "${server}/lib/systemd")
+file(GLOB left "${server}/usr/lib/*")
+if(NOT left)
+  file(REMOVE_RECURSE "${server}/usr/lib")
+endif()
