@@ -89,7 +89,8 @@ void requireExactMatch(std::string_view uriTemplate, std::string_view path,
   while (!uriTemplate.empty()) {
     const auto segment = uriTemplate.substr(0, uriTemplate.find('/', 1));
     const auto given = path.substr(0, path.find('/', 1));
-    require(http::isUriParameter(segment.substr(1)) || segment == given, "a path that is none of the template's");
+    require(http::isUriParameter(segment.substr(1)) || http::percentDecode(given) == segment,
+            "a path that is none of the template's");
     uriTemplate.remove_prefix(segment.size());
     path.remove_prefix(given.size());
   }

@@ -19,6 +19,7 @@ namespace {
 using http::RestApi;
 
 constexpr std::array kVerbs{RestApi::GET, RestApi::POST, RestApi::PUT, RestApi::DELETE};
+constexpr const char* kInternalError = "Internal error: the server's log says more";
 
 Answer busy(const std::string& text) {
   Answer answer = failureAnswer(503, text);
@@ -28,7 +29,7 @@ Answer busy(const std::string& text) {
 
 Answer toAnswer(http::Command& command) {
   const int status = command.getHTTPStatus();
-  if (status >= 400 && command.getResponseBody().Empty()) return failureAnswer(status, "Internal error");
+  if (status >= 400 && command.getResponseBody().Empty()) return failureAnswer(status, kInternalError);
   Answer answer;
   answer.status = status;
   json::Writer::Write(std::as_const(command.getResponseBody()), answer.body);
@@ -51,7 +52,7 @@ Answer runGuarded(launcher::PluginManager& manager, const Aim& aim, ClientReques
     return run(manager, aim, std::move(request));
   } catch (const std::exception& error) {
     utils::formatted_log_t(utils::LOG_ERROR, "Dispatcher:serve: %1% failed:%2%") % aim.path % error.what();
-    return failureAnswer(500, "Internal error");
+    return failureAnswer(500, kInternalError);
   }
 }
 
@@ -70,7 +71,7 @@ Dispatcher::~Dispatcher() = default;
 
 void Dispatcher::serve(ClientRequest request, Done done) {
   if (utils::shutdown::inProgress()) {
-    Answer answer = busy("The server is shutting down");
+    Answer answer = busy("The server is shutting down: try again when it is back");
     answer.close = true;
     return done(std::move(answer));
   }
@@ -86,7 +87,7 @@ void Dispatcher::serve(ClientRequest request, Done done) {
   });
   if (taken) return;
   utils::formatted_log_t(utils::LOG_DETAIL, "Dispatcher:serve: backlog full, refused %1%") % api->to_string();
-  done(busy("The server is busy, try again"));
+  done(busy("The server is busy: try again in a second"));
 }
 
 std::chrono::milliseconds Dispatcher::longestWait() const {
@@ -101,7 +102,7 @@ void Dispatcher::close() {
 
 Answer Dispatcher::refuse(const Aim& aim) const {
   const std::string methods = allowedMethods(aim.path);
-  if (methods.empty()) return failureAnswer(404, "There is no such resource");
+  if (methods.empty()) return failureAnswer(404, "There is no such resource: /openapi.json lists those that there are");
   Answer answer = failureAnswer(405, "The resource takes " + methods);
   answer.headers.emplace_back("Allow", methods);
   return answer;

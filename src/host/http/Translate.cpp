@@ -70,10 +70,11 @@ std::string_view pathOfPrefix(std::string_view uriPrefix) {
 }
 
 std::variant<Aim, Answer> readAim(const ClientRequest& request, std::string_view uriPrefix) {
-  if (!isPlainText(request.target)) return failureAnswer(400, "The request target is malformed");
+  if (!isPlainText(request.target))
+    return failureAnswer(400, "The request target holds what no URI has, such as a blank or \"#\": percent-encode it");
   std::string_view path = withoutAuthority(request.target);
   path = path.substr(0, path.find('?'));
-  if (!path.starts_with('/')) return failureAnswer(400, "The request target is no path");
+  if (!path.starts_with('/')) return failureAnswer(400, "The request target must be a path, such as /1.0/servers");
   Aim aim;
   aim.path = withoutPrefix(path, uriPrefix);
   const auto verb =

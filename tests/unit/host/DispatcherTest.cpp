@@ -135,7 +135,9 @@ TEST_F(DispatcherTest, AnswersForUnknownPaths) {
   for (const char* target : {"/", "/nowhere", "/1.0/echo", "/1.0/echo/a/b", "/PROMPT", "/1.0/echo/%zz"}) {
     const auto answer = ask("GET", target);
     EXPECT_EQ(answer.status, 404) << target;
-    EXPECT_EQ(answer.body, R"({"status":{"code":404,"desc":"There is no such resource"}})");
+    EXPECT_EQ(
+        answer.body,
+        R"({"status":{"code":404,"desc":"There is no such resource: /openapi.json lists those that there are"}})");
   }
 }
 
@@ -176,7 +178,7 @@ TEST_F(DispatcherTest, RefusesWhatABacklogDoesNotHold) {
   Awaited waiting = begin("POST", "/slow");
   const auto refusal = ask("POST", "/slow");
   EXPECT_EQ(refusal.status, 503);
-  EXPECT_EQ(refusal.body, R"({"status":{"code":503,"desc":"The server is busy, try again"}})");
+  EXPECT_EQ(refusal.body, R"({"status":{"code":503,"desc":"The server is busy: try again in a second"}})");
   EXPECT_EQ(refusal.headers, (decltype(refusal.headers){{"Retry-After", "1"}}));
   EXPECT_FALSE(refusal.close);
   EXPECT_FALSE(running.isReady());
@@ -207,7 +209,7 @@ TEST_F(DispatcherTest, TakesNothingMoreWhenTheHostShutsDown) {
   const auto answer = ask("GET", "/prompt");
   EXPECT_EQ(answer.status, 503);
   EXPECT_TRUE(answer.close);
-  EXPECT_EQ(answer.body, R"({"status":{"code":503,"desc":"The server is shutting down"}})");
+  EXPECT_EQ(answer.body, R"({"status":{"code":503,"desc":"The server is shutting down: try again when it is back"}})");
 }
 
 TEST_F(DispatcherTest, RefusesEverythingOnceItIsClosed) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "framework/http/UriTemplate.h"
 #include "host/http/Translate.h"
 #include "json/lookup.h"
 #include "support/Requests.h"
@@ -50,6 +51,17 @@ INSTANTIATE_TEST_SUITE_P(
         Aimed{"PrefixIsAUrl", "/kvt/1.0/servers", "https://here:1/kvt", "/1.0/servers"},
         Aimed{"PrefixIsAUrlWithoutPath", "/1.0/servers", "https://here:1", "/1.0/servers"},
         Aimed{"PrefixIsAbsent", "/1.0/servers", "/kvt", "/1.0/servers"},
+        Aimed{"DotsStay", "/1.0/servers/../../etc/passwd", "", "/1.0/servers/../../etc/passwd"},
+        Aimed{"EscapedDotsStay", "/1.0/servers/%2e%2e", "", "/1.0/servers/%2e%2e"},
+        Aimed{"EscapedSlashesStay", "/1.0%2Fservers", "", "/1.0%2Fservers"},
+        Aimed{"DoubleSlashesStay", "//1.0//servers", "", "//1.0//servers"},
+        Aimed{"EscapedZeroStays", "/1.0/servers%00", "", "/1.0/servers%00"},
+        Aimed{"EscapedQuestionMarkStays", "/1.0/servers%3Fx", "", "/1.0/servers%3Fx"},
+        Aimed{"PrefixBehindDots", "/../kvt/1.0/servers", "/kvt", "/../kvt/1.0/servers"},
+        Aimed{"PrefixOnce", "/kvt/kvt/1.0/servers", "/kvt", "/kvt/1.0/servers"},
+        Aimed{"PrefixInCapitals", "/KVT/1.0/servers", "/kvt", "/KVT/1.0/servers"},
+        Aimed{"AbsoluteWithUser", "http://a:b@here/1.0/servers", "", "/1.0/servers"},
+        Aimed{"AbsoluteInAnotherTarget", "/http://here/1.0/servers", "", "/http://here/1.0/servers"},
         Aimed{"PrefixIsPartOfAWord", "/kvtx/1.0", "/kvt", "/kvtx/1.0"}, Aimed{"PrefixAlone", "/kvt", "/kvt", "/kvt"}),
     [](const auto& tested) { return tested.param.name; });
 
@@ -58,6 +70,80 @@ TEST(Translate, RefusesTargetsThatAreNoPaths) {
     const auto aim = readAim(request("GET", target), "");
     ASSERT_TRUE(std::holds_alternative<Answer>(aim)) << target;
     EXPECT_EQ(std::get<Answer>(aim).status, 400) << target;
+  }
+}
+
+TEST(Translate, SaysWhatATargetShouldBe) {
+  const auto descOf = [](const char* target) {
+    return json::textAt(support::parsed(std::get<Answer>(readAim(request("GET", target), "")).body),
+                        {"status", "desc"});
+  };
+  EXPECT_EQ(descOf("/a b"), "The request target holds what no URI has, such as a blank or \"#\": percent-encode it");
+  EXPECT_EQ(descOf("servers"), "The request target must be a path, such as /1.0/servers");
+}
+
+constexpr const char* kTemplates[] = {"/1.0/servers", "/1.0/servers/{server_id}",
+                                      "/1.0/servers/{server_id}/operations/discovery", "/1.0/searchedserver/{address}",
+                                      "/healthz"};
+
+/// The template that a client's target reaches, "" for none, and what it gives for its parameter.
+std::pair<std::string, std::string> reached(const std::string& target) {
+  const auto aim = readAim(request("GET", target), "");
+  if (!std::holds_alternative<Aim>(aim)) return {"refused", ""};
+  for (const char* uriTemplate : kTemplates) {
+    const auto parameters = http::matchUriTemplate(uriTemplate, std::get<Aim>(aim).path);
+    if (parameters) return {uriTemplate, parameters->empty() ? "" : parameters->begin()->second};
+  }
+  return {"", ""};
+}
+
+TEST(Translate, LeadsNoTrickOfPathsAnywhereElse) {
+  for (const char* target : {"//1.0/servers",
+                             "/1.0//servers",
+                             "/1.0/servers//",
+                             "/./1.0/servers",
+                             "/1.0/./servers",
+                             "/1.0/x/../servers",
+                             "/1.0%2fservers",
+                             "/1.0%2Fservers",
+                             "%2f1.0/servers",
+                             "/1.0/servers%00",
+                             "/1.0/servers%20",
+                             "/1.0/servers%3F",
+                             "/1.0/servers%23",
+                             "/1.0/servers;x",
+                             "/1.0/servers\\",
+                             "/1.0\\servers",
+                             "/1.0/SERVERS",
+                             "/healthz/",
+                             "/healthz%00",
+                             "/healthz/..",
+                             "/1.0/servers/../../healthz",
+                             "/1.0/servers/self/operations/../discovery",
+                             "/1.0/servers/%zz",
+                             "/1.0/servers/%",
+                             "/1.0/servers/a%00b",
+                             "/1.0/searchedserver/a/b",
+                             "/%c0%af1.0/servers"}) {
+    const auto [uriTemplate, parameter] = reached(target);
+    EXPECT_TRUE(uriTemplate.empty() || uriTemplate == "refused") << target << " reaches " << uriTemplate;
+  }
+}
+
+TEST(Translate, TakesAnEscapeForTheCharacterThatItStandsFor) {
+  EXPECT_EQ(reached("/1%2e0/server%73").first, "/1.0/servers") << "RFC 3986 section 6.2.2.2: it is the same path";
+}
+
+TEST(Translate, TakesAnEscapeInAParameterForACharacterOfItAndNothingElse) {
+  const std::pair<const char*, const char*> parameters[] = {{"/1.0/servers/..", ".."},
+                                                            {"/1.0/servers/%2e%2e%2fetc%2fpasswd", "../etc/passwd"},
+                                                            {"/1.0/servers/a%3fb%23c", "a?b#c"},
+                                                            {"/1.0/servers/a%2525", "a%25"},
+                                                            {"/1.0/servers/%c0%af", "\xC0\xAF"},
+                                                            {"/1.0/servers/?x=/../y", ""},
+                                                            {"http://here/1.0/servers/self", "self"}};
+  for (const auto& [target, parameter] : parameters) {
+    EXPECT_EQ(reached(target), (std::pair<std::string, std::string>("/1.0/servers/{server_id}", parameter))) << target;
   }
 }
 
