@@ -29,10 +29,12 @@ struct EventSource {
   std::function<std::optional<json::Array>()> servers;
   std::function<std::uint64_t()> sightingsVersion;
   std::function<SightingChanges(std::uint64_t version)> sightings;
-  std::function<json::Object()> status;
+  /// Nothing when there is none now.
+  std::function<std::optional<json::Object>()> status;
 };
 
-/// The list as GET /1.0/servers gives it, asked for inside the process.
-std::optional<json::Array> listServers(launcher::PluginManager& manager);
+/// The list as GET /1.0/servers gives it and the status as GET /1.0/status does, asked for inside the process. The
+/// manager must outlive what uses it.
+EventSource resourceEvents(launcher::PluginManager& manager);
 
 }  // namespace host

@@ -199,7 +199,7 @@ std::string Events::sightingNews() {
 void Events::tellStatus() {
   mToldStatus = Clock::now();
   if (!mSource.status) return;
-  const auto status = ask(mSource.status);
+  const auto status = ask(mSource.status).value_or(std::nullopt);
   if (!status) return;
   json::Object comparable = *status;
   if (const auto uptime = comparable.Find(kUptime); uptime != comparable.End()) comparable.Erase(uptime);

@@ -10,6 +10,7 @@
 
 #include "framework/utils/Log.h"
 #include "host/events/Events.h"
+#include "support/FakePlugin.h"
 #include "support/Requests.h"
 #include "support/Wait.h"
 #include "unit/host/events/Ear.h"
@@ -49,7 +50,7 @@ class World {
               return mVersion;
             },
             [this](std::uint64_t since) { return sightings(since); },
-            [this] {
+            [this]() -> std::optional<json::Object> {
               const std::lock_guard lock(mMutex);
               return parsed(mStatus);
             }};
@@ -410,6 +411,27 @@ TEST_F(EventsTest, BearComingAndGoingFromManyThreads) {
   for (auto& client : clients) {
     client.get();
   }
+}
+
+TEST(ResourceEvents, AskForTheListAndTheStatusInsideTheProcess) {
+  support::ManagerGuard manager;
+  const host::EventSource source = host::resourceEvents(manager.manager());
+  EXPECT_FALSE(source.servers());
+  EXPECT_FALSE(source.status());
+  support::FakePlugin plugin;
+  plugin
+      .get("/1.0/servers",
+           [](const support::Request&, json::Object& response) {
+             response = parsed(R"({"status":{"code":0},"count":1,"values":[{"properties":{"displayId":"a"}}]})");
+             return http::HTTPCommand::HTTP_OK;
+           })
+      .get("/1.0/status", [](const support::Request&, json::Object& response) {
+        response = parsed(R"({"value":{"version":"1"}})");
+        return http::HTTPCommand::HTTP_OK;
+      });
+  ASSERT_TRUE(source.servers());
+  EXPECT_EQ(source.servers()->Size(), 1U);
+  EXPECT_EQ(source.status(), parsed(R"({"version":"1"})"));
 }
 
 }  // namespace
