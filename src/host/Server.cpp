@@ -30,12 +30,17 @@ std::vector<ListenAddress> listenAddresses(const Settings& settings, const Prefe
 }  // namespace
 
 Server::Server(const Settings& settings)
-    : mSettings(settings), mLoader(*PluginManager::get_instance(), *Preferences::get_instance()) {
+    : mSettings(settings),
+      mState(settings.stateDirectory.empty() ? state::defaultDirectory() : settings.stateDirectory),
+      mLoader(*PluginManager::get_instance(), *Preferences::get_instance()) {
   Preferences& preferences = *Preferences::get_instance();
   fill(preferences, settings);
   mDispatcher = std::make_unique<Dispatcher>(*PluginManager::get_instance(), preferences, settings.limits,
                                              HostResources::promptTemplates());
-  mEncoding = std::make_unique<Encoding>(preferences.get_uri_prefix(), *mDispatcher);
+  mRoutes = std::make_unique<Routes>(preferences.get_uri_prefix(), *mDispatcher);
+  mPeers = std::make_unique<Peers>(settings.peers, mState);
+  mPeers->addRoutes(*mRoutes);
+  mEncoding = std::make_unique<Encoding>(preferences.get_uri_prefix(), *mRoutes);
   mFront = std::make_unique<Front>(settings.limits, *mEncoding);
 }
 
@@ -48,7 +53,10 @@ Result<std::vector<Endpoint>> Server::listen() {
   auto endpoints = mFront->listen(listenAddresses(mSettings, preferences));
   if (!endpoints) return endpoints;
   preferences.set("listening_port", std::to_string(endpoints->front().port));
-  mResources = std::make_unique<HostResources>(*PluginManager::get_instance(), preferences, *endpoints);
+  mResources = std::make_unique<HostResources>(*PluginManager::get_instance(), preferences, *endpoints,
+                                               [this](const PeerTarget& target, std::chrono::milliseconds limit) {  //
+                                                 return mPeers->ask(target, limit);
+                                               });
   return endpoints;
 }
 
@@ -64,10 +72,12 @@ void Server::stop() {
   mFront->stopAccepting();
   mLoader.shutdownAll();
   mFront->stop(kGrace);
+  mPeers->close();
   mDispatcher->close();  // what still runs may hold what a plug-in made
   mLoader.unloadAll();
   mResources.reset();
   mFront.reset();
+  mPeers.reset();  // writes what it has seen
 }
 
 }  // namespace host

@@ -9,9 +9,12 @@
 #include "host/http/Dispatcher.h"
 #include "host/http/Encoding.h"
 #include "host/http/Front.h"
+#include "host/http/Routes.h"
 #include "host/loader/PluginLoader.h"
 #include "host/net/Endpoint.h"
+#include "host/peers/Peers.h"
 #include "host/resources/HostResources.h"
+#include "state/Directory.h"
 
 namespace host {
 
@@ -19,7 +22,7 @@ namespace host {
 /// manager and preferences, so there is one at a time. Its operations are called by one thread, in their order here.
 class Server {
  public:
-  /// Fills the preferences.
+  /// Fills the preferences. Throws when the state directory cannot be made.
   explicit Server(const Settings& settings);
   /// Stops.
   ~Server();
@@ -35,11 +38,17 @@ class Server {
   /// second, and unloads. The framework's shutting-down state stays on.
   void stop();
 
+  /// For settings that change while it runs; until `stop`.
+  Peers& peers() { return *mPeers; }
+
   std::vector<PluginInfo> plugins() const { return mLoader.plugins(); }
 
  private:
   const Settings mSettings;
+  const state::Directory mState;
   std::unique_ptr<Dispatcher> mDispatcher;
+  std::unique_ptr<Routes> mRoutes;
+  std::unique_ptr<Peers> mPeers;
   std::unique_ptr<Encoding> mEncoding;
   std::unique_ptr<Front> mFront;
   std::unique_ptr<HostResources> mResources;

@@ -7,6 +7,8 @@
 
 #include <curl/curl.h>
 
+#include "httpclient/Guard.h"
+
 namespace httpclient {
 namespace {
 
@@ -33,16 +35,31 @@ using Url = std::unique_ptr<CURLU, UrlDeleter>;
 
 /// What the callbacks of a running exchange share.
 struct Exchange {
+  explicit Exchange(const Request& asked) : request(&asked), guard(asked) {}
+
   const Request* request;
+  Guard guard;
   Response response;
   std::size_t headerBytes = 0;
   bool tooLarge = false;
+  bool isSuccess = false;  ///< the status is 2xx
+  bool ended = false;      ///< by the receiver of the body
   char errorBuffer[CURL_ERROR_SIZE] = {};
 };
+
+std::size_t handOn(Exchange& exchange, std::string_view piece) {
+  try {
+    if (exchange.request->onBody(piece)) return piece.size();
+  } catch (...) {  // libcurl is C: nothing may pass through it
+  }
+  exchange.ended = true;
+  return CURL_WRITEFUNC_ERROR;
+}
 
 std::size_t takeBody(char* data, std::size_t size, std::size_t count, void* context) {
   auto& exchange = *static_cast<Exchange*>(context);
   const std::size_t bytes = size * count;
+  if (exchange.request->onBody && exchange.isSuccess) return handOn(exchange, {data, bytes});
   if (bytes > exchange.request->maxBodyBytes - exchange.response.body.size()) {
     exchange.tooLarge = true;
     return CURL_WRITEFUNC_ERROR;
@@ -51,10 +68,26 @@ std::size_t takeBody(char* data, std::size_t size, std::size_t count, void* cont
   return bytes;
 }
 
-std::size_t takeHeader(char* /*data*/, std::size_t size, std::size_t count, void* context) {
+/// A header line, or the status line before all others, which begins anew what an interim answer (1xx) had begun.
+void keepHeader(Exchange& exchange, std::string_view line) {
+  while (!line.empty() && (line.back() == '\n' || line.back() == '\r'))
+    line.remove_suffix(1);
+  if (line.rfind("HTTP/", 0) == 0) {
+    exchange.response.headers.clear();
+    const std::size_t blank = line.find(' ');
+    exchange.isSuccess = blank != std::string_view::npos && line.substr(blank + 1, 1) == "2";
+  } else if (!line.empty()) {
+    exchange.response.headers.emplace_back(line);
+  }
+}
+
+std::size_t takeHeader(char* data, std::size_t size, std::size_t count, void* context) {
   auto& exchange = *static_cast<Exchange*>(context);
   exchange.headerBytes += size * count;
-  if (exchange.headerBytes <= kMaxHeaderBytes) return size * count;
+  if (exchange.headerBytes <= kMaxHeaderBytes) {
+    keepHeader(exchange, {data, size * count});
+    return size * count;
+  }
   exchange.tooLarge = true;
   return CURL_WRITEFUNC_ERROR;
 }
@@ -104,7 +137,9 @@ void setLimits(CURL* easy, Exchange& exchange) {
   curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_1_1);
   curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, std::max<long>(1, request.connectTimeout.count()));
   curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, std::max<long>(1, request.totalTimeout.count()));
-  curl_easy_setopt(easy, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(request.maxBodyBytes));
+  if (!request.onBody) {
+    curl_easy_setopt(easy, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(request.maxBodyBytes));
+  }
   curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, exchange.errorBuffer);
   curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, takeBody);
   curl_easy_setopt(easy, CURLOPT_WRITEDATA, &exchange);
@@ -140,15 +175,32 @@ ErrorKind kindOf(CURLcode code) {
     case CURLE_WEIRD_SERVER_REPLY:
     case CURLE_BAD_CONTENT_ENCODING:
       return ErrorKind::kMalformed;
+    case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_CACERT_BADFILE:
+    case CURLE_SSL_ISSUER_ERROR:
+      return ErrorKind::kCertificate;
+    case CURLE_SSL_CONNECT_ERROR:
+    case CURLE_SSL_CIPHER:
+      return ErrorKind::kTls;
     default:
       return ErrorKind::kUnreachable;
   }
 }
 
+void fail(Response& response, ErrorKind kind, const char* text) {
+  response.error = kind;
+  response.errorText = text;
+  response.body.clear();
+}
+
 void finish(CURL* easy, CURLcode code, Exchange& exchange) {
   Response& response = exchange.response;
+  if (exchange.ended) return fail(response, ErrorKind::kCancelled, "called off");
   response.error = exchange.tooLarge ? ErrorKind::kTooLarge : kindOf(code);
-  if (response.error == ErrorKind::kTooLarge) {
+  if (response.error != ErrorKind::kNone && exchange.guard.refusal() != ErrorKind::kNone) {
+    response.error = exchange.guard.refusal();
+    response.errorText = exchange.guard.refusalText();
+  } else if (response.error == ErrorKind::kTooLarge) {
     response.errorText = "the answer is too large";
   } else if (response.error != ErrorKind::kNone) {
     response.errorText = exchange.errorBuffer[0] != '\0' ? exchange.errorBuffer : curl_easy_strerror(code);
@@ -170,12 +222,6 @@ void noteConnection(CURL* easy, Response& response) {
   if (response.connected && curl_easy_getinfo(easy, CURLINFO_PRIMARY_IP, &address) == CURLE_OK && address != nullptr) {
     response.primaryIp = address;
   }
-}
-
-void fail(Response& response, ErrorKind kind, const char* text) {
-  response.error = kind;
-  response.errorText = text;
-  response.body.clear();
 }
 
 /// Drives the transfer until it ends or is called off.
@@ -212,7 +258,7 @@ struct Attached {
 
 Response perform(const Request& request) {
   initialiseOnce();
-  Exchange exchange{&request, {}, 0, false, {}};
+  Exchange exchange(request);
   if (!isSendable(request)) {
     fail(exchange.response, ErrorKind::kBadUrl, "not a URL of http or https");
     return exchange.response;
@@ -223,6 +269,10 @@ Response perform(const Request& request) {
   if (!multi || !easy) throw std::bad_alloc();
   setLimits(easy.get(), exchange);
   setRequest(easy.get(), request, headers.get());
+  if (!exchange.guard.watch(easy.get())) {
+    fail(exchange.response, ErrorKind::kCertificate, "certificates cannot be checked here");
+    return exchange.response;
+  }
   const Attached attached(multi.get(), easy.get());
   drive(multi.get(), easy.get(), exchange);
   noteConnection(easy.get(), exchange.response);

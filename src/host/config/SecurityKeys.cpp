@@ -2,8 +2,11 @@
 
 #include <chrono>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "host/config/SettingValues.h"
+#include "host/peers/PeerPolicy.h"
 
 namespace host {
 namespace {
@@ -114,13 +117,23 @@ void addAccessKeys(std::vector<SettingKey>& keys) {
                                   {&Settings::access, &AccessSettings::lockOut}, kSecond, kDay));
 }
 
+Problem takeNetworks(Settings& settings, const ConfigValue& value) {
+  std::vector<std::string> networks;
+  if (auto problem = takeList(value, networks)) return problem;
+  for (const std::string& text : networks) {
+    if (const auto network = readNetwork(text); !network) return network.error();
+  }
+  settings.peers.allowedNetworks = std::move(networks);
+  return std::nullopt;
+}
+
 void addPeerKeys(std::vector<SettingKey>& keys) {
   keys.push_back(
       {"peers", "allowed_networks",
        "Networks whose servers are called, such as [\"192.0.2.0/24\", \"2001:db8::/32\"]. SIGHUP reads it "
-       "anew. Default []: private and link-local ranges, and the networks of this machine.",
-       [](Settings& settings, const ConfigValue& value) { return takeList(value, settings.peers.allowedNetworks); },
-       [](const Settings& settings) { return quotedList(settings.peers.allowedNetworks); }});
+       "anew. Loopback addresses are called only where a network of theirs is named. Default []: private and "
+       "link-local ranges, and the networks of this machine.",
+       takeNetworks, [](const Settings& settings) { return quotedList(settings.peers.allowedNetworks); }});
   keys.push_back(textKey<PeerSettings>("peers", "ca_file",
                                        "File with the authorities, as PEM, that must have signed the certificates of "
                                        "other servers. SIGHUP reads it anew. Default \"\": the certificate of each is "

@@ -15,6 +15,7 @@
 #include <sys/socket.h>
 
 #include "framework/utils/IpAddress.h"
+#include "framework/utils/System.h"
 
 namespace host {
 namespace {
@@ -145,6 +146,14 @@ std::vector<Link> linksOf(const std::vector<std::string>& interfaces) {
     if (auto link = linkOf(*entry)) links.push_back(std::move(*link));
   }
   return links;
+}
+
+std::vector<Link> ownLinks() {
+  std::vector<std::string> names;
+  for (const auto& interface : utils::System::get_instance()->getNetworkInterfaces()) {
+    names.push_back(interface.name);
+  }
+  return linksOf(names);
 }
 
 bool isOnLink(std::string_view address, const std::vector<Link>& links) {

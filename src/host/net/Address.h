@@ -29,6 +29,9 @@ struct Link {
 /// The links of the interfaces with these names, as the kernel has them now.
 std::vector<Link> linksOf(const std::vector<std::string>& interfaces);
 
+/// The links of the interfaces that this server tells others of.
+std::vector<Link> ownLinks();
+
 /// Whether an address is inside one of the links' networks.
 bool isOnLink(std::string_view address, const std::vector<Link>& links);
 

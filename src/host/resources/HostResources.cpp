@@ -96,8 +96,10 @@ HTTPCommand::HTTPStatus_ health(HTTPCommand&, const ResourceProxy::Parameters&, 
 }  // namespace
 
 HostResources::HostResources(launcher::PluginManager& manager, const launcher::Preferences& preferences,
-                             std::vector<Endpoint> endpoints)
+                             std::vector<Endpoint> endpoints, AskPeer ask)
     : mManager(manager) {
+  const std::string scheme = endpoints.empty() ? Endpoint().scheme : endpoints.front().scheme;
+  const auto own = [&preferences, scheme] { return Endpoint{"", ownPort(preferences), scheme}; };
   const auto add = [this](const RestApi& api, bool inProcess, ResourceProxy::Handler handler) {
     auto proxy = std::make_unique<ResourceProxy>(&mManager, api, std::move(handler));
     const bool added =
@@ -108,12 +110,12 @@ HostResources::HostResources(launcher::PluginManager& manager, const launcher::P
   add(RestApi(RestApi::GET, kDetailsTemplate, false), false, detailsHandler(std::move(endpoints)));
   add(RestApi(RestApi::GET, kHealthTemplate, false), false, health);
   add(RestApi(RestApi::GET, kRemoteCallTemplate, true), true,
-      [&preferences](HTTPCommand&, const auto&, const json::Object& request, json::Object& response) {
-        return callRemoteServer(request, response, ownPort(preferences));
+      [own, ask](HTTPCommand&, const auto&, const json::Object& request, json::Object& response) {
+        return callRemoteServer(request, response, own(), ask);
       });
   add(RestApi(RestApi::POST, kSearchTemplate, false), true,
-      [&preferences](HTTPCommand&, const auto&, const json::Object& request, json::Object& response) {
-        return searchServer(request, response, ownPort(preferences));
+      [own, ask](HTTPCommand&, const auto&, const json::Object& request, json::Object& response) {
+        return searchServer(request, response, own(), ask);
       });
 }
 

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "host/net/Endpoint.h"
+#include "host/resources/Peer.h"
 
 namespace launcher {
 class PluginManager;
@@ -19,9 +20,10 @@ namespace host {
 /// everybody, the call to another server and the search of an address for the process alone.
 class HostResources {
  public:
-  /// Manager and preferences must outlive it. `endpoints` is where this server listens.
+  /// Manager and preferences must outlive it. `endpoints` is where this server listens; `ask` is how
+  /// others are asked, by any thread.
   HostResources(launcher::PluginManager& manager, const launcher::Preferences& preferences,
-                std::vector<Endpoint> endpoints);
+                std::vector<Endpoint> endpoints, AskPeer ask);
   ~HostResources();
   HostResources(const HostResources&) = delete;
   HostResources& operator=(const HostResources&) = delete;

@@ -33,6 +33,10 @@ PeerAnswer mayPass(std::string text, ErrorKind error = ErrorKind::kNone) {
   return {PeerAnswer::Kind::kMayPass, {}, std::move(text), error};
 }
 
+PeerAnswer refused(std::string text, ErrorKind error) {
+  return {PeerAnswer::Kind::kRefused, {}, std::move(text), error};
+}
+
 PeerAnswer noServer(std::string text, ErrorKind error = ErrorKind::kNone) {
   return {PeerAnswer::Kind::kNoServer, {}, std::move(text), error};
 }
@@ -43,6 +47,9 @@ PeerAnswer judgeFailure(const httpclient::Response& response) {
     case ErrorKind::kTooLarge:
     case ErrorKind::kMalformed:
       return noServer(response.errorText, response.error);
+    case ErrorKind::kCertificate:
+    case ErrorKind::kForbidden:
+      return refused(response.errorText, response.error);
     default:
       return mayPass(response.errorText, response.error);
   }
@@ -83,7 +90,7 @@ PeerAnswer judge(const httpclient::Response& response, const std::string& host) 
   return {PeerAnswer::Kind::kRecord, std::move(*record), "", ErrorKind::kNone};
 }
 
-PeerAnswer askPeer(const PeerTarget& target, milliseconds limit) {
+PeerAnswer askPeer(const PeerTarget& target, milliseconds limit, const PeerGuard& guard) {
   httpclient::Request request;
   request.url = httpclient::makeUrl(target.scheme, target.host, target.port, kDetailsPath);
   request.headers = {"Accept: application/json", "User-Agent: kvt-server/" + std::string(kVersion)};
@@ -91,12 +98,14 @@ PeerAnswer askPeer(const PeerTarget& target, milliseconds limit) {
   request.connectTimeout = std::min(kConnectTime, limit);
   request.totalTimeout = limit;
   request.maxBodyBytes = kMaxAnswerBytes;
+  request.authorities = guard.authorities;
+  request.acceptCertificate = guard.acceptCertificate;
+  request.acceptAddress = guard.acceptAddress;
   request.cancelled = [] { return utils::shutdown::inProgress(); };
   return judge(httpclient::perform(request), target.host);
 }
 
-PeerAnswer askInTurn(const std::vector<PeerTarget>& targets,
-                     const std::function<PeerAnswer(const PeerTarget&, milliseconds)>& ask,
+PeerAnswer askInTurn(const std::vector<PeerTarget>& targets, const AskPeer& ask,
                      const std::function<bool(const json::Object&)>& accept) {
   const auto deadline = steady_clock::now() + kTotalTime;
   PeerAnswer result = mayPass("there is no address to ask");
@@ -108,7 +117,7 @@ PeerAnswer askInTurn(const std::vector<PeerTarget>& targets,
       if (answer.kind == PeerAnswer::Kind::kRecord && (i == 0 || accept(answer.record))) return answer;
       if (i > 0) continue;
       result = std::move(answer);
-      if (result.kind == PeerAnswer::Kind::kNoServer) return result;
+      if (result.kind != PeerAnswer::Kind::kMayPass) return result;
     }
     if (targets.empty() || steady_clock::now() + kPause >= deadline) return result;
     if (round + 1 < kRounds && !pause()) return result;

@@ -8,8 +8,8 @@
 #include "framework/constants/JsonConstants.h"
 #include "framework/http/StatusBlock.h"
 #include "framework/utils/Log.h"
+#include "framework/utils/Observer.h"
 #include "framework/utils/StringHelper.h"
-#include "framework/utils/System.h"
 #include "json/lookup.h"
 
 namespace host {
@@ -27,8 +27,9 @@ constexpr std::size_t kMaxTargets = 8;
 std::optional<PeerTarget> readEndpoint(const json::Object& entry) {
   const auto port = json::numberAt(entry, {JsonConstants::PORT});
   if (!port || !(*port >= 1 && *port <= 65535) || std::floor(*port) != *port) return std::nullopt;
-  PeerTarget endpoint{json::textAt(entry, {JsonConstants::ADDRESS}), static_cast<std::uint16_t>(*port), "http"};
-  if (json::textAt(entry, {JsonConstants::SCHEME}) == "https") endpoint.scheme = "https";
+  PeerTarget endpoint{json::textAt(entry, {JsonConstants::ADDRESS}), static_cast<std::uint16_t>(*port),
+                      json::textAt(entry, {JsonConstants::SCHEME})};
+  if (endpoint.scheme != "https" && endpoint.scheme != "http") endpoint.scheme.clear();
   return endpoint;
 }
 
@@ -58,23 +59,23 @@ void readAddresses(const json::Array* nics, std::vector<std::string>& addresses)
 }
 
 /// The endpoint that listens at an address: the one of just that address, else the first.
-PeerTarget endpointFor(const std::string& address, const RemoteQuery& query, std::uint16_t ownPort) {
-  PeerTarget target{address, ownPort, "http"};
+PeerTarget endpointFor(const std::string& address, const RemoteQuery& query, const Endpoint& own) {
+  PeerTarget target{address, own.port, own.scheme};
   if (query.endpoints.empty()) return target;
   const auto exact = std::find_if(query.endpoints.begin(), query.endpoints.end(),
                                   [&](const PeerTarget& endpoint) { return endpoint.host == address; });
   const PeerTarget& endpoint = exact == query.endpoints.end() ? query.endpoints.front() : *exact;
   target.port = endpoint.port;
-  target.scheme = endpoint.scheme;
+  if (!endpoint.scheme.empty()) target.scheme = endpoint.scheme;
   return target;
 }
 
-std::vector<Link> ownLinks() {
-  std::vector<std::string> names;
-  for (const auto& interface : utils::System::get_instance()->getNetworkInterfaces()) {
-    names.push_back(interface.name);
-  }
-  return linksOf(names);
+/// An end of this server says nothing about the other one.
+void tellFailure(const RemoteQuery& query, const PeerAnswer& answer) {
+  using utils::Sighting;
+  if (answer.error == httpclient::ErrorKind::kCancelled) return;
+  utils::observer::sighted(
+      {query.serverIp, query.displayId, Sighting::Source::kSlp, Sighting::Outcome::kFailed, answer.text});
 }
 
 void answerFailure(int status, const std::string& text, json::Object& response) {
@@ -99,23 +100,24 @@ RemoteQuery readRemoteQuery(const json::Object& request) {
   return query;
 }
 
-std::vector<PeerTarget> chooseTargets(const RemoteQuery& query, std::uint16_t ownPort, const std::vector<Link>& links) {
+std::vector<PeerTarget> chooseTargets(const RemoteQuery& query, const Endpoint& own, const std::vector<Link>& links) {
   std::vector<PeerTarget> targets;
   if (!isIpAddress(query.serverIp) && !isHostName(query.serverIp)) return targets;
-  targets.push_back(endpointFor(query.serverIp, query, ownPort));
+  targets.push_back(endpointFor(query.serverIp, query, own));
   for (const std::string& address : query.addresses) {
     const bool isOurs =
         std::any_of(links.begin(), links.end(), [&](const Link& link) { return link.address == address; });
     if (targets.size() >= kMaxTargets || isOurs || isUnusableForPeers(address) || !isOnLink(address, links)) continue;
-    PeerTarget target = endpointFor(address, query, ownPort);
+    PeerTarget target = endpointFor(address, query, own);
     if (std::find(targets.begin(), targets.end(), target) == targets.end()) targets.push_back(std::move(target));
   }
   return targets;
 }
 
-HTTPCommand::HTTPStatus_ callRemoteServer(const json::Object& request, json::Object& response, std::uint16_t ownPort) {
+HTTPCommand::HTTPStatus_ callRemoteServer(const json::Object& request, json::Object& response, const Endpoint& own,
+                                          const AskPeer& ask) {
   const RemoteQuery query = readRemoteQuery(request);
-  const auto targets = chooseTargets(query, ownPort, ownLinks());
+  const auto targets = chooseTargets(query, own, ownLinks());
   if (targets.empty()) {
     answerFailure(HTTPCommand::HTTP_BAD_GATEWAY, "There is no address of a server to ask", response);
     return HTTPCommand::HTTP_BAD_GATEWAY;
@@ -125,13 +127,14 @@ HTTPCommand::HTTPStatus_ callRemoteServer(const json::Object& request, json::Obj
     const std::string id = json::textAt(record, {JsonConstants::PROPERTIES, JsonConstants::DISPLAY_ID});
     return !query.displayId.empty() && utils::StringHelper::compare_ignore_case(id, query.displayId);
   };
-  PeerAnswer answer = askInTurn(targets, askPeer, isTheSame);
+  PeerAnswer answer = askInTurn(targets, ask, isTheSame);
   if (answer.kind == PeerAnswer::Kind::kRecord) {
     response = std::move(answer.record);
     return HTTPCommand::HTTP_OK;
   }
   const auto status = answer.kind == PeerAnswer::Kind::kMayPass ? HTTPCommand::HTTP_BAD_REQUEST  //
                                                                 : HTTPCommand::HTTP_BAD_GATEWAY;
+  tellFailure(query, answer);
   utils::formatted_log_t(utils::LOG_DETAIL, "RemoteServerCall:callRemoteServer:%1%:%2%:%3%") % query.serverIp % status %
       answer.text;
   answerFailure(status, "The server at " + query.serverIp + " was not reached: " + answer.text, response);

@@ -7,6 +7,7 @@
 #include "support/FakeSystem.h"
 #include "support/PreferencesGuard.h"
 #include "support/Requests.h"
+#include "unit/host/AskAnybody.h"
 #include "unit/host/ScriptedServer.h"
 
 namespace {
@@ -31,7 +32,8 @@ class HostResourcesTest : public testing::Test {
   support::ManagerGuard mManager;
   support::PreferencesGuard mPreferences;
   support::FakeSystem mSystem;
-  HostResources mResources{mManager.manager(), *launcher::Preferences::get_instance(), {{"::", 8443, "http"}}};
+  HostResources mResources{
+      mManager.manager(), *launcher::Preferences::get_instance(), {{"::", 8443, "http"}}, host_test::askAnybody};
 };
 
 TEST_F(HostResourcesTest, TellTheServersDetails) {
@@ -123,7 +125,7 @@ TEST_F(HostResourcesTest, NameThoseThatMustBePrompt) {
 
 TEST(HostResources, LeaveWhenTheyEnd) {
   support::ManagerGuard manager;
-  { const HostResources resources(manager.manager(), *launcher::Preferences::get_instance(), {}); }
+  { const HostResources resources(manager.manager(), *launcher::Preferences::get_instance(), {}, {}); }
   EXPECT_EQ(support::request(RestApi::GET, "/healthz").status, HTTPCommand::HTTP_NOT_FOUND);
 }
 

@@ -1,5 +1,7 @@
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
+#include <stdexcept>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -51,6 +53,49 @@ TEST(HttpClient, SendsMethodPathHeadersCookieAndBody) {
   EXPECT_NE(sent.find("\r\nContent-Type: application/json\r\n"), std::string::npos) << sent;
   EXPECT_NE(sent.find("\r\nCookie: lastCommunicatedNIC=10.0.0.5\r\n"), std::string::npos) << sent;
   EXPECT_NE(sent.find("\r\nContent-Length: 2\r\n"), std::string::npos) << sent;
+}
+
+TEST(HttpClient, BringsTheHeaderLinesOfTheFinalAnswer) {
+  ScriptedServer server([](const std::string&) {
+    return "HTTP/1.1 103 Early Hints\r\nX-Early: 1\r\n\r\n" + httpAnswer(200, "", "Set-Cookie: a=b\r\n");
+  });
+  const auto response = perform(requestTo(server));
+  const auto has = [&response](const char* line) {
+    return std::find(response.headers.begin(), response.headers.end(), line) != response.headers.end();
+  };
+  EXPECT_TRUE(has("Set-Cookie: a=b"));
+  EXPECT_FALSE(has("X-Early: 1"));
+}
+
+TEST(HttpClient, HandsABodyOnAsItComes) {
+  ScriptedServer server([](const std::string&) { return httpAnswer(200, std::string(100'000, 'x')); });
+  Request request = requestTo(server);
+  request.maxBodyBytes = 10;
+  std::size_t received = 0;
+  request.onBody = [&received](std::string_view piece) {
+    received += piece.size();
+    return true;
+  };
+  const auto response = perform(request);
+  EXPECT_TRUE(response.ok()) << response.errorText;
+  EXPECT_EQ(received, 100'000u);
+  EXPECT_EQ(response.body, "");
+}
+
+TEST(HttpClient, KeepsTheBodyOfARefusalFromTheReceiver) {
+  ScriptedServer server([](const std::string&) { return httpAnswer(401, "log in"); });
+  Request request = requestTo(server);
+  request.onBody = [](std::string_view) -> bool { throw std::logic_error("not for you"); };
+  EXPECT_EQ(perform(request).body, "log in");
+}
+
+TEST(HttpClient, EndsWhenTheReceiverWantsNoMoreOrFails) {
+  ScriptedServer server([](const std::string&) { return httpAnswer(200, "x"); });
+  Request request = requestTo(server);
+  request.onBody = [](std::string_view) { return false; };
+  EXPECT_EQ(perform(request).error, ErrorKind::kCancelled);
+  request.onBody = [](std::string_view) -> bool { throw std::runtime_error("full"); };
+  EXPECT_EQ(perform(request).error, ErrorKind::kCancelled);
 }
 
 TEST(HttpClient, SendsAPostWithoutABodyWithItsLength) {

@@ -7,6 +7,7 @@
 #include "json/lookup.h"
 #include "support/Requests.h"
 #include "support/Wait.h"
+#include "unit/host/AskAnybody.h"
 #include "unit/host/ScriptedServer.h"
 
 namespace {
@@ -15,6 +16,7 @@ using host::askInTurn;
 using host::judge;
 using host::PeerAnswer;
 using host::PeerTarget;
+using host_test::askAnybody;
 using host_test::httpAnswer;
 using host_test::ScriptedServer;
 using httpclient::ErrorKind;
@@ -25,10 +27,18 @@ using Kind = PeerAnswer::Kind;
 const std::string kRecordAnswer = R"({"status":{"code":0},"value":{"properties":{"displayId":"peer"}}})";
 
 Response answered(int status, std::string body) {
-  return {ErrorKind::kNone, "", status, std::move(body), "10.0.0.9", true};
+  Response response;
+  response.status = status;
+  response.body = std::move(body);
+  response.primaryIp = "10.0.0.9";
+  response.connected = true;
+  return response;
 }
 Response failed(ErrorKind error) {
-  return {error, "it failed", 0, "", "", false};
+  Response response;
+  response.error = error;
+  response.errorText = "it failed";
+  return response;
 }
 
 struct Judged {
@@ -63,6 +73,9 @@ INSTANTIATE_TEST_SUITE_P(
         Judged{"Unauthorized", answered(401, ""), Kind::kNoServer},
         Judged{"Redirect", answered(302, ""), Kind::kNoServer}, Judged{"NoContent", answered(204, ""), Kind::kNoServer},
         Judged{"TooLarge", failed(ErrorKind::kTooLarge), Kind::kNoServer},
+        Judged{"NoTls", failed(ErrorKind::kTls), Kind::kMayPass},
+        Judged{"CertificateRefused", failed(ErrorKind::kCertificate), Kind::kRefused},
+        Judged{"AddressRefused", failed(ErrorKind::kForbidden), Kind::kRefused},
         Judged{"NoHttp", failed(ErrorKind::kMalformed), Kind::kNoServer},
         Judged{"NoUrl", failed(ErrorKind::kBadUrl), Kind::kNoServer},
         Judged{"Empty", answered(200, ""), Kind::kNoServer}, Judged{"NoJson", answered(200, "<html>"), Kind::kNoServer},
@@ -98,7 +111,7 @@ TEST(Peer, SurvivesARecordWhoseOsIsNoObject) {
 
 TEST(Peer, AsksForTheDetailsAndSaysWhichAddressItUsed) {
   ScriptedServer server([](const std::string&) { return httpAnswer(200, kRecordAnswer); });
-  const auto answer = host::askPeer({"127.0.0.1", server.port(), "http"}, milliseconds(20'000));
+  const auto answer = askAnybody({"127.0.0.1", server.port(), "http"}, milliseconds(20'000));
   EXPECT_EQ(answer.kind, Kind::kRecord) << answer.text;
   EXPECT_EQ(json::textAt(answer.record, {"properties", "displayId"}), "peer");
   const std::string request = server.requests().at(0);
@@ -164,6 +177,22 @@ TEST(AskInTurn, EndsWhenTheFirstAddressProvesThatThereIsNoServer) {
   EXPECT_EQ(peers.asked, Hosts({"a"}));
 }
 
+TEST(AskInTurn, EndsWhenTheFirstAddressIsRefused) {
+  FakePeers peers;
+  peers.answers = {{Kind::kRefused, {}, "changed", ErrorKind::kCertificate}, record("b")};
+  const auto answer = peers.run({{"a", 1}, {"b", 1}});
+  EXPECT_EQ(answer.kind, Kind::kRefused);
+  EXPECT_EQ(answer.text, "changed");
+  EXPECT_EQ(peers.asked, Hosts({"a"}));
+}
+
+TEST(AskInTurn, DoesNotCountThatAFurtherAddressIsRefused) {
+  FakePeers peers;
+  peers.answers = {mayPass(), {Kind::kRefused, {}, "changed", ErrorKind::kCertificate}, record("a")};
+  EXPECT_EQ(json::textAt(peers.run({{"a", 1}, {"b", 1}}).record, {"id"}), "a");
+  EXPECT_EQ(peers.asked, Hosts({"a", "b", "a"}));
+}
+
 TEST(AskInTurn, DoesNotCountWhatAFurtherAddressProves) {
   FakePeers peers;
   peers.answers = {mayPass(), noServer(), record("a")};
@@ -216,7 +245,7 @@ TEST(Peer, IsCalledOffWhenTheHostShutsDown) {
   ScriptedServer server([&](const std::string&) { return hanging->hang(); });
   hanging = &server;
   PeerAnswer answer;
-  std::thread asking([&] { answer = host::askPeer({"127.0.0.1", server.port(), "http"}, std::chrono::hours(1)); });
+  std::thread asking([&] { answer = askAnybody({"127.0.0.1", server.port(), "http"}, std::chrono::hours(1)); });
   EXPECT_TRUE(support::waitFor([&] { return server.requests().size() == 1; }));
   utils::shutdown::begin();
   asking.join();

@@ -257,7 +257,7 @@ TEST_F(PluginLoaderTest, UnloadsUnderRequests) {
 
 TEST_F(PluginLoaderTest, LoadsTheServerDiscoveryAHundredTimesAnew) {
   const host::HostResources resources(mManager.manager(), *launcher::Preferences::get_instance(),
-                                      {{"127.0.0.1", 8443, "http"}});
+                                      {{"127.0.0.1", 8443, "http"}}, {});
   const std::size_t before = registered();
   for (int round = 0; round < 100; ++round) {
     utils::shutdown::reset();

@@ -4,22 +4,27 @@
 #include "json/lookup.h"
 #include "support/FakeSystem.h"
 #include "support/Requests.h"
+#include "unit/host/AskAnybody.h"
 #include "unit/host/ScriptedServer.h"
+#include "unit/host/WatchedSightings.h"
 
 namespace {
 
 using host::callRemoteServer;
 using host::chooseTargets;
+using host::Endpoint;
 using host::Link;
 using host::PeerTarget;
 using host::readRemoteQuery;
 using host::RemoteQuery;
+using host_test::askAnybody;
 using host_test::httpAnswer;
 using host_test::ScriptedServer;
 using http::HTTPCommand;
 using support::parsed;
 
 constexpr std::uint16_t kOwnPort = 8443;
+const Endpoint kOwn{"::", kOwnPort, "http"};
 
 TEST(RemoteQuery, ReadsEndpointsAndAddresses) {
   const auto query = readRemoteQuery(parsed(R"({"properties":{"serverIp":"10.0.0.5","displayId":"peer",
@@ -35,7 +40,7 @@ TEST(RemoteQuery, ReadsEndpointsAndAddresses) {
 TEST(RemoteQuery, ReadsAgentsThatHoldTheirEndpoints) {
   const auto query = readRemoteQuery(parsed(R"({"properties":{"agents":[
     {"id":31,"listen":[{"address":"10.0.0.5","port":1},{"address":"fd00::5","port":2,"scheme":"gopher"}]}]}})"));
-  EXPECT_EQ(query.endpoints, (std::vector<PeerTarget>{{"10.0.0.5", 1, "http"}, {"fd00::5", 2, "http"}}));
+  EXPECT_EQ(query.endpoints, (std::vector<PeerTarget>{{"10.0.0.5", 1, ""}, {"fd00::5", 2, ""}}));
 }
 
 TEST(RemoteQuery, PassesOverWhatMakesNoSense) {
@@ -73,7 +78,7 @@ class Choices : public testing::TestWithParam<Choice> {};
 
 TEST_P(Choices, AreTheContactedAddressAndThenThoseOnOurLinks) {
   const std::vector<Link> links = {{"10.0.0.1", 24}, {"fd00::1", 64}, {"fe80::1", 64}};
-  EXPECT_EQ(chooseTargets(GetParam().query, kOwnPort, links), GetParam().targets);
+  EXPECT_EQ(chooseTargets(GetParam().query, kOwn, links), GetParam().targets);
 }
 
 const std::vector<PeerTarget> kAny = {{"::", 9000, "http"}};
@@ -119,6 +124,22 @@ INSTANTIATE_TEST_SUITE_P(
         Choice{"NothingForNonsense", {"a b/c", "", kAny, {"10.0.0.5"}}, {}}),
     [](const auto& tested) { return tested.param.name; });
 
+TEST(RemoteServerCall, UsesOurSchemeWhereTheAttributesNameNone) {
+  const std::vector<Link> links = {{"10.0.0.1", 24}};
+  const Endpoint own{"::", 8443, "https"};
+  EXPECT_EQ(chooseTargets({"10.0.0.5", "", {}, {}}, own, links),
+            (std::vector<PeerTarget>{{"10.0.0.5", 8443, "https"}}));
+  EXPECT_EQ(chooseTargets({"10.0.0.5", "", {{"::", 9000, ""}}, {}}, own, links),
+            (std::vector<PeerTarget>{{"10.0.0.5", 9000, "https"}}));
+  EXPECT_EQ(chooseTargets({"10.0.0.5", "", {{"::", 9000, "http"}}, {}}, own, links),
+            (std::vector<PeerTarget>{{"10.0.0.5", 9000, "http"}}));
+}
+
+/// Refuses whatever it is asked.
+host::PeerAnswer refuse(const PeerTarget&, std::chrono::milliseconds) {
+  return {host::PeerAnswer::Kind::kRefused, {}, "its certificate has changed", httpclient::ErrorKind::kCertificate};
+}
+
 json::Object queryFor(std::uint16_t port) {
   return parsed(R"({"properties":{"serverIp":"127.0.0.1","displayId":"peer","agents":[{"address":"::","port":)" +
                 std::to_string(port) + "}]}}");
@@ -129,7 +150,7 @@ TEST(RemoteServerCall, AnswersWithTheRecordItself) {
   ScriptedServer server(
       [](const std::string&) { return httpAnswer(200, R"({"value":{"properties":{"displayId":"peer"}}})"); });
   json::Object response;
-  EXPECT_EQ(callRemoteServer(queryFor(server.port()), response, 1), HTTPCommand::HTTP_OK);
+  EXPECT_EQ(callRemoteServer(queryFor(server.port()), response, Endpoint{"", 1}, askAnybody), HTTPCommand::HTTP_OK);
   EXPECT_EQ(support::written(response),
             R"({"properties":{"displayId":"peer","os":{"network":{"lastCommunicatedIp":{"ipV4":"127.0.0.1"}}}}})");
 }
@@ -139,7 +160,7 @@ TEST(RemoteServerCall, UsesOurPortWhenTheAttributesNameNone) {
   ScriptedServer server([](const std::string&) { return httpAnswer(200, R"({"value":{"properties":{}}})"); });
   json::Object response;
   const auto query = parsed(R"({"properties":{"serverIp":"127.0.0.1"}})");
-  EXPECT_EQ(callRemoteServer(query, response, server.port()), HTTPCommand::HTTP_OK);
+  EXPECT_EQ(callRemoteServer(query, response, Endpoint{"", server.port()}, askAnybody), HTTPCommand::HTTP_OK);
 }
 
 TEST(RemoteServerCall, AnswersWithAStatusThatSaysWhetherItMayPass) {
@@ -149,7 +170,7 @@ TEST(RemoteServerCall, AnswersWithAStatusThatSaysWhetherItMayPass) {
   for (const auto& [status, expected] : table) {
     ScriptedServer server([status = status](const std::string&) { return httpAnswer(status, "{}"); });
     json::Object response;
-    EXPECT_EQ(callRemoteServer(queryFor(server.port()), response, 1), expected);
+    EXPECT_EQ(callRemoteServer(queryFor(server.port()), response, Endpoint{"", 1}, askAnybody), expected);
     EXPECT_EQ(json::numberAt(response, {"status", "code"}), expected);
     EXPECT_EQ(json::textAt(response, {"status", "desc"}),
               "The server at 127.0.0.1 was not reached: it answered with HTTP status " + std::to_string(status));
@@ -159,13 +180,39 @@ TEST(RemoteServerCall, AnswersWithAStatusThatSaysWhetherItMayPass) {
 TEST(RemoteServerCall, AnswersThatItMayPassWhenNobodyListens) {
   const support::FakeSystem system;
   json::Object response;
-  EXPECT_EQ(callRemoteServer(queryFor(host_test::deadPort()), response, 1), HTTPCommand::HTTP_BAD_REQUEST);
+  EXPECT_EQ(callRemoteServer(queryFor(host_test::deadPort()), response, Endpoint{"", 1}, askAnybody),
+            HTTPCommand::HTTP_BAD_REQUEST);
+}
+
+TEST(RemoteServerCall, AnswersThatAServerIsRefusedAndTellsTheObserver) {
+  const support::FakeSystem system;
+  const host_test::WatchedSightings watched;
+  json::Object response;
+  EXPECT_EQ(callRemoteServer(queryFor(8443), response, kOwn, refuse), HTTPCommand::HTTP_BAD_GATEWAY);
+  const auto sightings = watched.all();
+  ASSERT_EQ(sightings.size(), 1U);
+  EXPECT_EQ(sightings[0].address, "127.0.0.1");
+  EXPECT_EQ(sightings[0].displayId, "peer");
+  EXPECT_EQ(sightings[0].outcome, utils::Sighting::Outcome::kFailed);
+  EXPECT_EQ(sightings[0].source, utils::Sighting::Source::kSlp);
+  EXPECT_EQ(sightings[0].reason, "its certificate has changed");
+}
+
+TEST(RemoteServerCall, SaysNothingOfAServerWhenItIsCalledOff) {
+  const support::FakeSystem system;
+  const host_test::WatchedSightings watched;
+  json::Object response;
+  const auto callOff = [](const PeerTarget&, std::chrono::milliseconds) {
+    return host::PeerAnswer{host::PeerAnswer::Kind::kMayPass, {}, "called off", httpclient::ErrorKind::kCancelled};
+  };
+  EXPECT_EQ(callRemoteServer(queryFor(8443), response, kOwn, callOff), HTTPCommand::HTTP_BAD_REQUEST);
+  EXPECT_TRUE(watched.all().empty());
 }
 
 TEST(RemoteServerCall, RefusesARequestWithoutAnAddress) {
   const support::FakeSystem system;
   json::Object response;
-  EXPECT_EQ(callRemoteServer({}, response, 1), HTTPCommand::HTTP_BAD_GATEWAY);
+  EXPECT_EQ(callRemoteServer({}, response, Endpoint{"", 1}, askAnybody), HTTPCommand::HTTP_BAD_GATEWAY);
   EXPECT_EQ(json::numberAt(response, {"status", "code"}), 502);
 }
 

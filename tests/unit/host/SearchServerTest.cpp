@@ -4,7 +4,9 @@
 #include "host/resources/SearchServer.h"
 #include "json/lookup.h"
 #include "support/Requests.h"
+#include "unit/host/AskAnybody.h"
 #include "unit/host/ScriptedServer.h"
+#include "unit/host/WatchedSightings.h"
 
 namespace {
 
@@ -78,7 +80,8 @@ struct Outcome {
 
 Outcome search(const std::string& address, std::uint16_t port) {
   Outcome outcome;
-  outcome.status = host::searchServer(searchFor(address), outcome.response, port);
+  outcome.status =
+      host::searchServer(searchFor(address), outcome.response, host::Endpoint{"", port}, host_test::askAnybody);
   outcome.text = json::textAt(outcome.response, {"status", "desc"});
   return outcome;
 }
@@ -103,7 +106,8 @@ TEST(SearchServer, FindsAServerByItsName) {
 
 TEST(SearchServer, SaysWhatItCannotSearch) {
   json::Object response;
-  EXPECT_EQ(host::searchServer(parsed("{}"), response, 1), HTTPCommand::HTTP_BAD_REQUEST);
+  EXPECT_EQ(host::searchServer(parsed("{}"), response, host::Endpoint(), host_test::askAnybody),
+            HTTPCommand::HTTP_BAD_REQUEST);
   EXPECT_EQ(search("10.0.0.5:80", 1).status, HTTPCommand::HTTP_BAD_REQUEST);
   EXPECT_EQ(search("a b", 1).text, "The address to search is neither an IP address nor a host name, without port");
 }
@@ -114,6 +118,34 @@ TEST(SearchServer, SaysThatNobodyListens) {
   EXPECT_EQ(outcome.status, HTTPCommand::HTTP_BAD_GATEWAY);
   EXPECT_TRUE(outcome.text.starts_with("Nothing was found at 127.0.0.1:" + std::to_string(port) + ": "))
       << outcome.text;
+}
+
+TEST(SearchServer, TriesPortAndSchemeOfThisServer) {
+  std::vector<host::PeerTarget> asked;
+  json::Object response;
+  host::searchServer(searchFor("10.0.0.5"), response, host::Endpoint{"::", 9000, "https"},
+                     [&](const host::PeerTarget& target, std::chrono::milliseconds) {
+                       asked.push_back(target);
+                       return PeerAnswer{PeerAnswer::Kind::kNoServer, {}, "no", ErrorKind::kNone};
+                     });
+  EXPECT_EQ(asked, (std::vector<host::PeerTarget>{{"10.0.0.5", 9000, "https"}}));
+}
+
+TEST(SearchServer, SaysWhyAServerIsRefusedAndTellsTheObserver) {
+  const host_test::WatchedSightings watched;
+  json::Object response;
+  const auto refuse = [](const host::PeerTarget&, std::chrono::milliseconds) {
+    return PeerAnswer{PeerAnswer::Kind::kRefused, {}, "its certificate has changed", ErrorKind::kCertificate};
+  };
+  EXPECT_EQ(host::searchServer(searchFor("10.0.0.5"), response, host::Endpoint{"::", 9000, "https"}, refuse),
+            HTTPCommand::HTTP_BAD_GATEWAY);
+  EXPECT_EQ(json::textAt(response, {"status", "desc"}),
+            "The server at 10.0.0.5:9000 was refused: its certificate has changed");
+  const auto sightings = watched.all();
+  ASSERT_EQ(sightings.size(), 1U);
+  EXPECT_EQ(sightings[0].address, "10.0.0.5");
+  EXPECT_EQ(sightings[0].source, utils::Sighting::Source::kSearch);
+  EXPECT_EQ(sightings[0].reason, "its certificate has changed");
 }
 
 TEST(SearchServer, SaysThatSomethingElseListens) {

@@ -15,6 +15,7 @@
 #include "support/Wait.h"
 #include "unit/host/RawClient.h"
 #include "unit/host/ScriptedServer.h"
+#include "unit/host/TemporaryDirectory.h"
 
 namespace {
 
@@ -27,7 +28,11 @@ using support::parsed;
 
 class ServerTest : public testing::Test {
  protected:
-  ServerTest() { mSettings.listen = {{"127.0.0.1", 0}}; }
+  ServerTest() {
+    mSettings.listen = {{"127.0.0.1", 0}};
+    mSettings.stateDirectory = mState.path().string();
+    mSettings.peers.allowedNetworks = {"127.0.0.0/8"};
+  }
   ~ServerTest() override {
     mServer.reset();
     utils::shutdown::reset();
@@ -46,6 +51,7 @@ class ServerTest : public testing::Test {
   support::ManagerGuard mManager;
   support::FakeSystem mSystem;
   support::LogCapture mLog;
+  host_test::TemporaryDirectory mState;
   Settings mSettings;
   std::unique_ptr<Server> mServer;
   std::uint16_t mPort = 0;
@@ -83,7 +89,7 @@ TEST_F(ServerTest, ListensAtThePreferredPortWhenNothingElseIsSaid) {
 
 TEST_F(ServerTest, SaysThatItCannotListen) {
   start();
-  Settings settings;
+  Settings settings = mSettings;
   settings.listen = {{"127.0.0.1", mPort}};
   Server other(settings);
   const auto endpoints = other.listen();

@@ -29,7 +29,7 @@ class OwnDetails : public PluginTest {
     return support::parsed(discovery::parseAttributeList(list, std::nullopt).server);
   }
 
-  host::HostResources details{managerGuard.manager(), *launcher::Preferences::get_instance(), {{"10.0.0.1", 8443}}};
+  host::HostResources details{managerGuard.manager(), *launcher::Preferences::get_instance(), {{"10.0.0.1", 8443}}, {}};
   ServerDiscoveryPluginProxy proxy{&managerGuard.manager()};
 };
 
