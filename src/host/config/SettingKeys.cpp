@@ -143,7 +143,10 @@ constexpr std::uint32_t kHour = 3'600'000;
 
 const std::array kLimitKeys{
     LimitKey{"connections", &Limits::connections, 1, 65'536,
-             "Connections at a time. Further ones are answered 503 and closed. Each may hold one body in memory."},
+             "Connections at a time. When there are as many, the one that has waited longest for its client (for a "
+             "handshake, a request, or its end) gives way to a new one; when none waits, the new one is answered 503 "
+             "and closed. Up to a quarter of them may follow the server live. Each may hold one body in memory, and "
+             "over TLS some 70 KiB beside it. The server takes fewer where the system lets it open too few files."},
     LimitKey{"header_bytes", &Limits::headerBytes, 1'024, 65'536, "Bytes of a request's header; more is answered 431."},
     LimitKey{"body_bytes", &Limits::bodyBytes, 1'024, 67'108'864, "Bytes of a request's body; more is answered 413."},
     LimitKey{"idle_timeout", &Limits::idleTimeout, 100, kHour,

@@ -14,7 +14,7 @@ namespace host {
 
 /// Bounds on what clients may take. `settingKeys()` says what each means and how far it may go.
 struct Limits {
-  unsigned int connections = 256;
+  unsigned int connections = 4096;
   unsigned int headerBytes = 16 * 1024;
   unsigned int bodyBytes = 1024 * 1024;
   std::chrono::milliseconds idleTimeout{60'000};

@@ -10,8 +10,11 @@
 #include <boost/asio/steady_timer.hpp>
 
 #include "framework/utils/Log.h"
+#include "host/http/FixedAnswers.h"
 #include "host/http/Listener.h"
 #include "host/http/Session.h"
+#include "host/http/SessionContext.h"
+#include "host/tls/TlsContext.h"
 
 namespace host {
 namespace {
@@ -22,6 +25,7 @@ using tcp = asio::ip::tcp;
 
 /// After a failed accept, which mostly means that the process has no file descriptor left.
 constexpr std::chrono::milliseconds kAcceptPause{100};
+constexpr std::chrono::seconds kHeartbeat{1};
 
 /// One listening socket and the pause after a failure.
 struct Listener {
@@ -30,22 +34,15 @@ struct Listener {
   asio::steady_timer pause;
 };
 
-/// The answer to a connection too many, as it goes over the wire.
-std::string busyMessage() {
-  const Answer answer = failureAnswer(503, "The server has too many connections, try again");
-  return "HTTP/1.1 503 Service Unavailable\r\nContent-Type: application/json\r\nRetry-After: 1\r\n"
-         "Connection: close\r\nContent-Length: " +
-         std::to_string(answer.body.size()) + "\r\n\r\n" + answer.body;
-}
-
 }  // namespace
 
 class Front::Impl {
  public:
-  Impl(const Limits& limits, Service& service)
+  Impl(const Limits& limits, Service& service, std::shared_ptr<TlsContext> tls)
       : mIo(std::make_shared<asio::io_context>(1)),
-        mContext{mIo, limits, service, {}, {}, {}},
+        mContext(mIo, limits, service, std::move(tls)),
         mWork(mIo->get_executor()),
+        mHeartbeat(*mIo),
         mGrace(*mIo) {
     mContext.whenEmpty = [this] { mGrace.cancel(); };
   }
@@ -56,12 +53,18 @@ class Front::Impl {
     std::vector<Endpoint> endpoints;
     for (tcp::acceptor& acceptor : *acceptors) {
       endpoints.push_back(endpointOf(acceptor));
+      if (mContext.tls) endpoints.back().scheme = "https";
       mListeners.push_back(std::make_unique<Listener>(std::move(acceptor)));
     }
     return endpoints;
   }
 
+  void onHeartbeat(std::function<void()> call) { mOnHeartbeat = std::move(call); }
+
+  FrontCounts counts() const { return mContext.counts(); }
+
   void start() {
+    beat();
     for (const auto& listener : mListeners) {
       accept(*listener);
     }
@@ -78,6 +81,8 @@ class Front::Impl {
     if (!mThread.joinable()) return;
     asio::post(*mIo, [this, grace] {
       endGently();
+      mStopping = true;
+      mHeartbeat.cancel();
       mWork.reset();
       if (mContext.sessions.empty()) return;
       mGrace.expires_after(grace);
@@ -99,6 +104,17 @@ class Front::Impl {
     }
   }
 
+  /// Also what has to be looked at now and then.
+  void beat() {
+    if (mStopping) return;
+    if (mOnHeartbeat) mOnHeartbeat();
+    if (mContext.tls) mContext.tls->watchTheEnd(std::chrono::system_clock::now());
+    mHeartbeat.expires_after(kHeartbeat);
+    mHeartbeat.async_wait([this](error_code cancelled) {
+      if (!cancelled) beat();
+    });
+  }
+
   void accept(Listener& listener) {
     listener.acceptor.async_accept([this, &listener](error_code error, tcp::socket socket) {
       if (!listener.acceptor.is_open()) return;
@@ -116,10 +132,21 @@ class Front::Impl {
     });
   }
 
+  /// What one connection throws must not keep the listener from the next.
   void take(tcp::socket socket) {
-    if (mContext.sessions.size() < mContext.limits.connections)
-      return makeSession(std::move(socket), mContext)->start();
+    try {
+      if (mContext.isFull() && !mContext.makeRoom()) return refuse(std::move(socket));
+      makeSession(std::move(socket), mContext)->start();
+    } catch (const std::exception& error) {
+      mContext.logRefusal("-", std::string("cannot be served: ") + error.what());
+    }
+  }
+
+  /// Somebody who speaks TLS could not read an answer yet.
+  void refuse(tcp::socket socket) {
+    mContext.refused();
     mContext.logRefusal("-", "503 too many connections");
+    if (mContext.tls) return;
     error_code ignored;
     socket.non_blocking(true, ignored);
     socket.write_some(asio::buffer(mBusy), ignored);
@@ -146,13 +173,17 @@ class Front::Impl {
   const std::shared_ptr<asio::io_context> mIo;
   SessionContext mContext;
   asio::executor_work_guard<asio::io_context::executor_type> mWork;
+  asio::steady_timer mHeartbeat;
   asio::steady_timer mGrace;
+  std::function<void()> mOnHeartbeat;
+  bool mStopping = false;
   const std::string mBusy = busyMessage();
   std::vector<std::unique_ptr<Listener>> mListeners;
   std::thread mThread;
 };
 
-Front::Front(const Limits& limits, Service& service) : mImpl(std::make_unique<Impl>(limits, service)) {}
+Front::Front(const Limits& limits, Service& service, std::shared_ptr<TlsContext> tls)
+    : mImpl(std::make_unique<Impl>(limits, service, std::move(tls))) {}
 
 Front::~Front() {
   mImpl->stop(std::chrono::milliseconds(0));
@@ -160,6 +191,14 @@ Front::~Front() {
 
 Result<std::vector<Endpoint>> Front::listen(const std::vector<ListenAddress>& addresses) {
   return mImpl->listen(addresses);
+}
+
+void Front::onHeartbeat(std::function<void()> call) {
+  mImpl->onHeartbeat(std::move(call));
+}
+
+FrontCounts Front::counts() const {
+  return mImpl->counts();
 }
 
 void Front::start() {

@@ -2,8 +2,9 @@
 
 #include <array>
 #include <chrono>
-#include <ctime>
+#include <cstdio>
 #include <optional>
+#include <sys/socket.h>
 #include <utility>
 
 #include <boost/asio/post.hpp>
@@ -13,6 +14,13 @@
 #include <boost/beast/http.hpp>
 
 #include "framework/utils/Log.h"
+#include "host/http/FixedAnswers.h"
+#include "host/http/RequestHead.h"
+#include "host/http/SessionContext.h"
+#include "host/http/StreamOwner.h"
+#include "host/http/StreamQueue.h"
+#include "host/http/Transport.h"
+#include "host/tls/TlsContext.h"
 
 namespace host {
 namespace {
@@ -30,108 +38,170 @@ constexpr std::size_t kBufferRoom = 64 * 1024;
 /// How long a client may go on sending after it was told that the connection ends. Closing at once would reset the
 /// connection and could take the answer with it.
 constexpr std::chrono::milliseconds kDrainTime{2000};
-constexpr std::size_t kMaxLoggedTarget = 200;
 constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
+constexpr std::string_view kLastChunk = "0\r\n\r\n";
 
-std::string httpDate() {
-  const std::time_t now = std::time(nullptr);
-  std::tm utc{};
-  gmtime_r(&now, &utc);
-  std::array<char, 40> text{};
-  const std::size_t length = std::strftime(text.data(), text.size(), "%a, %d %b %Y %H:%M:%S GMT", &utc);
-  return {text.data(), length};
-}
-
-std::string addressOf(const tcp::socket& socket) {
-  error_code error;
-  auto address = socket.remote_endpoint(error).address();
-  if (error) return "";
+Endpoint toEndpoint(const tcp::endpoint& from) {
+  auto address = from.address();
   if (address.is_v6() && address.to_v6().is_v4_mapped()) {
     address = asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6());
   }
-  return address.to_string();
+  return {address.to_string(), from.port()};
 }
 
-std::string printable(std::string_view text) {
-  std::string result(text.substr(0, kMaxLoggedTarget));
-  for (char& c : result) {
-    if (c < 0x20 || c == 0x7F) c = '?';
-  }
-  return result;
+std::string remoteAddress(const tcp::socket& socket) {
+  error_code error;
+  const auto endpoint = socket.remote_endpoint(error);
+  return error ? "" : toEndpoint(endpoint).address;
 }
 
-/// The answer to what the parser would not take; nothing when the connection itself failed.
-std::optional<Answer> answerTo(error_code error) {
-  if (error == web::error::body_limit) return failureAnswer(413, "The body is too large");
-  if (error == web::error::header_limit || error == web::error::buffer_overflow) {
-    return failureAnswer(431, "The header is too large");
-  }
-  const bool ended = error == web::error::end_of_stream || error == web::error::partial_message;
-  if (ended || error.category() != make_error_code(web::error::bad_method).category()) return std::nullopt;
-  return failureAnswer(400, "The request is malformed: " + error.message());
+/// Whether what waits to be read begins like an HTTP request. TLS begins with byte 22 (RFC 8446 section 5.1).
+bool speaksPlainHttp(tcp::socket& socket) {
+  char first = 0;
+  if (::recv(socket.native_handle(), &first, 1, MSG_PEEK | MSG_DONTWAIT) != 1) return false;
+  return (first >= 'A' && first <= 'Z') || (first >= 'a' && first <= 'z');
 }
 
-class HttpSession : public Session, public std::enable_shared_from_this<HttpSession> {
+Answer tooManyStreams() {
+  Answer answer = failureAnswer(503, "The server follows too many clients live, try again later");
+  answer.headers.emplace_back("Retry-After", "10");
+  return answer;
+}
+
+template <typename Transport>
+class HttpSession final : public Session, public std::enable_shared_from_this<HttpSession<Transport>> {
  public:
-  HttpSession(tcp::socket socket, SessionContext& context)
+  HttpSession(Transport transport, SessionContext& context)
       : mContext(context),
-        mSocket(std::move(socket)),
-        mTimer(mSocket.get_executor()),
+        mTransport(std::move(transport)),
+        mTimer(mTransport.socket().get_executor()),
         mBuffer(context.limits.headerBytes + kBufferRoom),
-        mRemoteAddress(addressOf(mSocket)) {
+        mRemoteAddress(remoteAddress(mTransport.socket())) {
     mContext.enter(this);
   }
 
-  ~HttpSession() override { mContext.leave(this); }
+  ~HttpSession() override {
+    abort();
+    mContext.leave(this);
+  }
 
   void start() override {
     error_code ignored;
-    mSocket.set_option(tcp::no_delay(true), ignored);
-    awaitRequest();
+    mTransport.socket().set_option(tcp::no_delay(true), ignored);
+    if constexpr (Transport::kIsSecure) {
+      awaitHandshake();
+    } else {
+      awaitRequest();
+    }
   }
 
   void finish() override {
     mFinishing = true;
-    if (mStage == Stage::kIdle || mStage == Stage::kDraining) abort();
+    if (mStage == Stage::kHandshake || mStage == Stage::kDraining) return abort();
+    if (mStage == Stage::kIdle) return part();
+    if (mStage != Stage::kStreaming) return;
+    mQueue->close();
+    pump();
   }
 
   void abort() override {
-    mStage = Stage::kClosed;
+    if (std::exchange(mStage, Stage::kClosed) == Stage::kClosed) return;
+    mContext.endWait(this);
+    mContext.closed();
     error_code ignored;
-    mSocket.close(ignored);
+    mTransport.socket().close(ignored);
     mTimer.cancel();
+    endStream();
   }
 
  private:
-  enum class Stage { kIdle, kHeader, kBody, kWorking, kWriting, kDraining, kClosed };
+  enum class Stage { kHandshake, kIdle, kHeader, kBody, kWorking, kWriting, kStreaming, kDraining, kClosed };
   using Parser = web::request_parser<web::string_body>;
 
+  std::shared_ptr<HttpSession> self() { return this->shared_from_this(); }
   bool isClosed() const { return mStage == Stage::kClosed; }
 
   // ---- deadlines: each stage has one, and only the present stage's counts
 
   void enter(Stage stage, steady_clock::time_point deadline) {
     mStage = stage;
+    noteWait();
     mTimer.expires_at(deadline);
-    mTimer.async_wait([self = shared_from_this(), deadline](error_code error) {
+    mTimer.async_wait([self = self(), deadline](error_code error) {
       if (!error && self->mTimer.expiry() == deadline) self->expired();
     });
   }
   void enter(Stage stage, std::chrono::milliseconds time) { enter(stage, steady_clock::now() + time); }
 
+  /// A request on its way counts from its first byte, so that one that is being sent does not give way to one that is
+  /// yet to come.
+  void noteWait() {
+    switch (mStage) {
+      case Stage::kHandshake:
+      case Stage::kIdle:
+      case Stage::kHeader:
+      case Stage::kDraining:
+        return mContext.beginWait(this);
+      case Stage::kBody:
+        return;
+      default:
+        mContext.endWait(this);
+    }
+  }
+
   void expired() {
     switch (mStage) {
+      case Stage::kHandshake:
+        mContext.handshakeFailed(mRemoteAddress, "the handshake took too long");
+        return abort();
+      case Stage::kIdle:
+        return part();
       case Stage::kHeader:
       case Stage::kBody:
         mTimedOut = true;
-        mSocket.cancel();
-        break;
+        return mTransport.socket().cancel();
       case Stage::kWorking:
-        refuse(failureAnswer(504, "The answer took too long"));
-        break;
+        return refuse(failureAnswer(504, "The answer took too long"));
       default:
         abort();
     }
+  }
+
+  // ---- the handshake
+
+  void awaitHandshake() {
+    enter(Stage::kHandshake, mContext.limits.headerTimeout);
+    mTransport.socket().async_wait(tcp::socket::wait_read, [self = self()](error_code error) {
+      if (self->mStage != Stage::kHandshake) return;
+      if (error) return self->abort();
+      self->shakeHands();
+    });
+  }
+
+  void shakeHands() {
+    if constexpr (Transport::kIsSecure) {
+      if (speaksPlainHttp(mTransport.socket())) return answerPlainly();
+      mTransport.handshake([self = self()](error_code error) {
+        if (self->mStage != Stage::kHandshake) return;
+        if (!error) return self->awaitRequest();
+        self->mContext.handshakeFailed(self->mRemoteAddress, error.message());
+        self->abort();
+      });
+    }
+  }
+
+  void answerPlainly() {
+    mContext.handshakeFailed(mRemoteAddress, "the client speaks HTTP without TLS");
+    error_code error;
+    const auto reachedAt = mTransport.socket().local_endpoint(error);
+    if (error) return abort();
+    mPiece = httpsMessage(toEndpoint(reachedAt));
+    enter(Stage::kDraining, kDrainTime);
+    asio::async_write(mTransport.socket(), asio::buffer(mPiece), [self = self()](error_code failure, std::size_t) {
+      if (failure || self->isClosed()) return self->abort();
+      self->mTransport.socket().shutdown(tcp::socket::shutdown_send, failure);
+      self->discard();
+    });
   }
 
   // ---- reading
@@ -146,17 +216,18 @@ class HttpSession : public Session, public std::enable_shared_from_this<HttpSess
     mParser->body_limit(mContext.limits.bodyBytes);
     if (mBuffer.size() > 0) return readHeader();
     enter(Stage::kIdle, mContext.limits.idleTimeout);
-    mSocket.async_read_some(mBuffer.prepare(kReadBytes),
-                            [self = shared_from_this()](error_code error, std::size_t bytes) {
-                              if (error || self->isClosed()) return self->abort();
-                              self->mBuffer.commit(bytes);
-                              self->readHeader();
-                            });
+    mTransport.stream().async_read_some(mBuffer.prepare(kReadBytes),
+                                        [self = self()](error_code error, std::size_t bytes) {
+                                          if (self->mStage != Stage::kIdle) return;
+                                          if (error) return self->abort();
+                                          self->mBuffer.commit(bytes);
+                                          self->readHeader();
+                                        });
   }
 
   void readHeader() {
     enter(Stage::kHeader, mContext.limits.headerTimeout);
-    web::async_read_header(mSocket, mBuffer, *mParser, [self = shared_from_this()](error_code error, std::size_t) {
+    web::async_read_header(mTransport.stream(), mBuffer, *mParser, [self = self()](error_code error, std::size_t) {
       if (error) return self->readFailed(error);
       self->headerRead();
     });
@@ -164,28 +235,22 @@ class HttpSession : public Session, public std::enable_shared_from_this<HttpSess
 
   void headerRead() {
     if (isClosed()) return;
-    const auto& header = mParser->get();
     enter(Stage::kBody, mContext.limits.requestTimeout);
-    const auto encoding = header.find(web::field::transfer_encoding);
-    if (encoding != header.end() && !beast::iequals(encoding->value(), "chunked")) {
-      return refuse(failureAnswer(501, "The transfer encoding is not known"));
-    }
-    if (header.version() >= 11 && header.find(web::field::host) == header.end()) {
-      return refuse(failureAnswer(400, "The request has no Host header"));
-    }
+    const auto& header = mParser->get();
+    if (auto refusal = refusalOf(header)) return refuse(std::move(*refusal));
     const auto expect = header.find(web::field::expect);
     if (expect == header.end()) return readBody();
     if (!beast::iequals(expect->value(), "100-continue")) {
       return refuse(failureAnswer(417, "The expectation is not known"));
     }
-    asio::async_write(mSocket, asio::buffer(kContinue), [self = shared_from_this()](error_code error, std::size_t) {
+    asio::async_write(mTransport.stream(), asio::buffer(kContinue), [self = self()](error_code error, std::size_t) {
       if (error || self->isClosed()) return self->readFailed(error);
       self->readBody();
     });
   }
 
   void readBody() {
-    web::async_read(mSocket, mBuffer, *mParser, [self = shared_from_this()](error_code error, std::size_t) {
+    web::async_read(mTransport.stream(), mBuffer, *mParser, [self = self()](error_code error, std::size_t) {
       if (error) return self->readFailed(error);
       self->work();
     });
@@ -204,29 +269,25 @@ class HttpSession : public Session, public std::enable_shared_from_this<HttpSess
   void work() {
     if (isClosed()) return;
     enter(Stage::kWorking, mTimer.expiry());
-    auto& message = mParser->get();
-    ClientRequest request{std::string(message.method_string()), std::string(message.target()), cookies(),
-                          std::move(message.body()), mRemoteAddress};
-    mContext.service.serve(std::move(request),
-                           [weak = weak_from_this(), io = mContext.io, number = ++mRequests](Answer answer) {
-                             asio::post(*io, [weak, number, answer = std::move(answer)]() mutable {
-                               const auto self = weak.lock();
-                               if (self) self->answered(number, std::move(answer));
-                             });
-                           });
+    auto done = [weak = this->weak_from_this(), io = mContext.io, number = ++mRequests](Answer answer) {
+      StreamOwner stream(answer.stream);
+      asio::post(*io, [weak, number, answer = std::move(answer), stream = std::move(stream)]() mutable {
+        const auto self = weak.lock();
+        if (self) self->answered(number, std::move(answer), std::move(stream));
+        stream.end();
+      });
+    };
+    mContext.service.serve(takeRequest(mParser->get(), mRemoteAddress, Transport::kIsSecure), std::move(done));
   }
 
-  std::string cookies() const {
-    std::string text;
-    const auto [first, last] = mParser->get().equal_range(web::field::cookie);
-    for (auto field = first; field != last; ++field) {
-      text += (text.empty() ? "" : "; ") + std::string(field->value());
+  void answered(unsigned long number, Answer answer, StreamOwner stream) {
+    if (mStage != Stage::kWorking || number != mRequests) return;
+    if (stream && !mContext.enterStream()) {
+      stream.end();
+      return write(tooManyStreams());
     }
-    return text;
-  }
-
-  void answered(unsigned long number, Answer answer) {
-    if (mStage == Stage::kWorking && number == mRequests) write(std::move(answer));
+    mStream = std::move(stream);
+    write(std::move(answer));
   }
 
   /// Answers what cannot be served and ends the connection, because what follows may be anything.
@@ -238,21 +299,29 @@ class HttpSession : public Session, public std::enable_shared_from_this<HttpSess
 
   void write(Answer answer) {
     const auto& request = mParser->get();
-    const bool close = answer.close || mFinishing || !mParser->is_done() || !request.keep_alive();
+    const bool isStream = answer.stream != nullptr;
+    const bool headerOnly = isStream || request.method() == web::verb::head;
+    const bool close = isStream || answer.close || mFinishing || !mParser->is_done() || !request.keep_alive();
     logAnswer(answer);
-    prepare(std::move(answer), close);
+    mResponse.emplace(makeResponse(std::move(answer), request.version() == 10 ? 10 : 11, Transport::kIsSecure, close));
     enter(Stage::kWriting, mContext.limits.writeTimeout);
     mSerializer.emplace(*mResponse);
-    auto written = [self = shared_from_this(), close](error_code error, std::size_t) {
+    auto written = [self = self(), close](error_code error, std::size_t) {
       if (error || self->isClosed()) return self->abort();
-      close ? self->drain() : self->awaitRequest();
+      self->answerWritten(close);
     };
-    if (request.method() == web::verb::head) {
+    if (headerOnly) {
       mSerializer->split(true);
-      web::async_write_header(mSocket, *mSerializer, std::move(written));
+      web::async_write_header(mTransport.stream(), *mSerializer, std::move(written));
     } else {
-      web::async_write(mSocket, *mSerializer, std::move(written));
+      web::async_write(mTransport.stream(), *mSerializer, std::move(written));
     }
+  }
+
+  void answerWritten(bool close) {
+    if (mStream && mParser->get().method() != web::verb::head) return beginStream();
+    endStream();
+    close ? drain() : awaitRequest();
   }
 
   void logAnswer(const Answer& answer) const {
@@ -262,44 +331,112 @@ class HttpSession : public Session, public std::enable_shared_from_this<HttpSess
         request.method_string() % printable(request.target()) % answer.status % answer.body.size();
   }
 
-  void prepare(Answer answer, bool close) {
-    const unsigned version = mParser->get().version() == 10 ? 10 : 11;
-    mResponse.emplace(static_cast<web::status>(answer.status), version);
-    mResponse->set(web::field::server, "kvt-server");
-    mResponse->set(web::field::date, httpDate());
-    mResponse->set(web::field::content_type, "application/json");
-    mResponse->set(web::field::cache_control, "no-store");
-    for (const auto& [name, value] : answer.headers) {
-      mResponse->set(name, value);
+  // ---- an answer that goes on
+
+  void beginStream() {
+    enter(Stage::kStreaming, steady_clock::time_point::max());
+    mQueue = std::make_shared<StreamQueue>([weak = this->weak_from_this(), io = mContext.io] {
+      asio::post(*io, [weak] {
+        if (const auto self = weak.lock()) self->pump();
+      });
+    });
+    mStream->begin([queue = mQueue](std::string piece) { return queue->push(std::move(piece)); });
+    if (mFinishing) mQueue->close();
+    watch();
+    pump();
+  }
+
+  /// Notices a client that leaves. What it sends meanwhile is dropped: the connection ends with the answer.
+  void watch() {
+    mBuffer.clear();
+    mTransport.stream().async_read_some(mBuffer.prepare(kReadBytes), [self = self()](error_code error, std::size_t) {
+      if (self->mStage != Stage::kStreaming) return;
+      if (error) return self->abort();
+      self->watch();
+    });
+  }
+
+  /// Writes what lies here, one batch after the other, each with a deadline of its own.
+  void pump() {
+    if (mStage != Stage::kStreaming) return;
+    if (mQueue->hasOverflowed()) {
+      mContext.logRefusal(mRemoteAddress, "leaves too much of its stream lying");
+      return abort();
     }
-    mResponse->keep_alive(!close);
-    if (mResponse->result() == web::status::no_content) {
-      mResponse->erase(web::field::content_type);
+    if (mIsPumping) return;
+    auto piece = mQueue->take();
+    if (!piece) return closeStream();
+    mPiece = std::move(*piece);
+    if (mPiece.empty()) {
+      mTimer.expires_at(steady_clock::time_point::max());
       return;
     }
-    mResponse->body() = std::move(answer.body);
-    mResponse->prepare_payload();
+    if (mResponse->chunked()) mPiece = chunkOf(mPiece);
+    mIsPumping = true;
+    enter(Stage::kStreaming, mContext.limits.writeTimeout);
+    asio::async_write(mTransport.stream(), asio::buffer(mPiece), [self = self()](error_code error, std::size_t) {
+      self->mIsPumping = false;
+      if (error || self->isClosed()) return self->abort();
+      self->pump();
+    });
+  }
+
+  static std::string chunkOf(const std::string& text) {
+    std::array<char, 20> size{};
+    std::snprintf(size.data(), size.size(), "%zx\r\n", text.size());
+    return size.data() + text + "\r\n";
+  }
+
+  void closeStream() {
+    endStream();
+    mPiece = mResponse->chunked() ? kLastChunk : "";
+    enter(Stage::kWriting, mContext.limits.writeTimeout);
+    error_code ignored;
+    mTransport.socket().cancel(ignored);  // the watch, in whose way nothing may be read from now on
+    asio::async_write(mTransport.stream(), asio::buffer(mPiece), [self = self()](error_code error, std::size_t) {
+      if (error || self->isClosed()) return self->abort();
+      self->drain();
+    });
+  }
+
+  void endStream() {
+    if (mQueue) mQueue->close();
+    if (!mStream) return;
+    mContext.leaveStream();
+    mStream.end();
+  }
+
+  // ---- the end
+
+  /// Ends a connection on which nothing is under way.
+  void part() {
+    if constexpr (Transport::kIsSecure) {
+      enter(Stage::kDraining, kDrainTime);
+      mTransport.sayGoodbye([self = self()](error_code) { self->abort(); });
+    } else {
+      abort();
+    }
   }
 
   /// Ends the connection so that the client can still read the answer.
   void drain() {
-    error_code error;
-    mSocket.shutdown(tcp::socket::shutdown_send, error);
-    if (error) return abort();
     enter(Stage::kDraining, kDrainTime);
-    discard();
+    mTransport.sayGoodbye([self = self()](error_code error) {
+      if (error || self->isClosed()) return self->abort();
+      self->discard();
+    });
   }
 
   void discard() {
     mBuffer.clear();
-    mSocket.async_read_some(mBuffer.prepare(kReadBytes), [self = shared_from_this()](error_code error, std::size_t) {
+    mTransport.socket().async_read_some(mBuffer.prepare(kReadBytes), [self = self()](error_code error, std::size_t) {
       if (error || self->isClosed()) return self->abort();
       self->discard();
     });
   }
 
   SessionContext& mContext;
-  tcp::socket mSocket;
+  Transport mTransport;
   asio::steady_timer mTimer;
   beast::flat_buffer mBuffer;
   const std::string mRemoteAddress;
@@ -308,26 +445,20 @@ class HttpSession : public Session, public std::enable_shared_from_this<HttpSess
   bool mTimedOut = false;
   unsigned long mRequests = 0;
   std::optional<Parser> mParser;
-  std::optional<web::response<web::string_body>> mResponse;
+  std::optional<ResponseMessage> mResponse;
   std::optional<web::response_serializer<web::string_body>> mSerializer;
+  StreamOwner mStream;
+  std::shared_ptr<StreamQueue> mQueue;
+  std::string mPiece;  ///< on its way
+  bool mIsPumping = false;
 };
 
 }  // namespace
 
-void SessionContext::leave(Session* session) {
-  sessions.erase(session);
-  if (sessions.empty() && whenEmpty) whenEmpty();
-}
-
-void SessionContext::logRefusal(const std::string& remoteAddress, const std::string& what) {
-  const auto leftOut = refusals.pass(LogLimiter::Clock::now());
-  if (!leftOut) return;
-  utils::formatted_log_t(utils::LOG_FAILURE, "Front:refused a request of %1%:%2% (%3% records left out before)") %
-      remoteAddress % what % *leftOut;
-}
-
 std::shared_ptr<Session> makeSession(tcp::socket socket, SessionContext& context) {
-  return std::make_shared<HttpSession>(std::move(socket), context);
+  if (!context.tls) return std::make_shared<HttpSession<PlainTransport>>(PlainTransport(std::move(socket)), context);
+  TlsTransport transport(std::move(socket), context.tls->current());
+  return std::make_shared<HttpSession<TlsTransport>>(std::move(transport), context);
 }
 
 }  // namespace host

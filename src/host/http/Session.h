@@ -1,18 +1,13 @@
 #pragma once
 
-#include <functional>
+#include <cstdint>
 #include <memory>
-#include <string>
-#include <unordered_set>
 
-#include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 
-#include "host/config/Settings.h"
-#include "host/http/LogLimiter.h"
-#include "host/http/Service.h"
-
 namespace host {
+
+class SessionContext;
 
 /// One client's connection. It lives for as long as something is under way on it. Everything of it runs in the front's
 /// one thread.
@@ -21,30 +16,17 @@ class Session {
   virtual ~Session() = default;
 
   virtual void start() = 0;
-  /// Ends after the answer under way, at once when there is none.
+  /// Ends after the answer under way, at once when there is none. An answer that goes on ends with what lies here of
+  /// it.
   virtual void finish() = 0;
   /// Ends now.
   virtual void abort() = 0;
+
+  /// The context's: when the wait for the client began, as a place in a row. 0: it does not wait.
+  std::uint64_t turn = 0;
 };
 
-/// What the sessions of one front share; it outlives them. Touched by the front's thread only.
-struct SessionContext {
-  /// Shared with answers that are still to come: they may arrive when the front is gone.
-  std::shared_ptr<boost::asio::io_context> io;
-  const Limits limits;
-  Service& service;
-  std::unordered_set<Session*> sessions;
-  LogLimiter refusals;
-  std::function<void()> whenEmpty;  ///< called when the last session has ended
-
-  void enter(Session* session) { sessions.insert(session); }
-  void leave(Session* session);
-
-  /// Logs what a client did wrong, within bounds.
-  void logRefusal(const std::string& remoteAddress, const std::string& what);
-};
-
-/// The session enters itself in the context and leaves it when it ends.
+/// The session enters itself in the context and leaves it when it ends. It speaks TLS where the context has it.
 std::shared_ptr<Session> makeSession(boost::asio::ip::tcp::socket socket, SessionContext& context);
 
 }  // namespace host

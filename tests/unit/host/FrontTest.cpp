@@ -309,17 +309,19 @@ TEST_F(FrontTest, DropsAClientThatDoesNotTakeItsAnswer) {
 TEST_F(FrontTest, RefusesConnectionsBeyondItsBoundAndServesTheOthers) {
   mLimits.connections = 2;
   start();
-  RawClient one = client();
-  EXPECT_EQ(one.ask(getRequest("/1")).status, 200);
   {
+    RawClient one = client();
     RawClient two = client();
-    EXPECT_EQ(two.ask(getRequest("/2")).status, 200);
+    one.send(getRequest("/wait"));
+    two.send(getRequest("/wait"));
+    ASSERT_TRUE(support::waitFor([&] { return mService.waiting() == 2; }));
     RawClient three = client();
     const auto refusal = three.read();
     EXPECT_EQ(refusal.status, 503);
     EXPECT_NE(refusal.body.find("\"code\":503"), std::string::npos);
-    EXPECT_EQ(one.ask(getRequest("/1")).status, 200);
-    EXPECT_EQ(two.ask(getRequest("/2")).status, 200);
+    mService.answerWaiting("{}");
+    EXPECT_EQ(one.read().status, 200);
+    EXPECT_EQ(two.read().status, 200);
   }
   EXPECT_TRUE(support::waitFor([&] { return client().ask(getRequest("/4")).status == 200; }));
 }
