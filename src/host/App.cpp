@@ -169,6 +169,10 @@ int serve(const Invocation& invocation, const CommandLine& line) {
   announce(*endpoints, server.plugins());
   Reload reload(settings);
   addLogTo(reload);
+  if (TlsContext* tls = server.tls()) {
+    reload.add({"tls.certificate", "tls.key", "tls.minimum_version"},
+               [tls](const Settings& changed) { return tls->prepare(changed.tls); });
+  }
   serveUntilSignalled(line, reload, statusLine(*endpoints, server.plugins().size()));
   server.stop();
   return kExitOk;
@@ -186,6 +190,8 @@ int runServer(int argc, const char* const* argv) {
     }
     std::cout << invocation.text << std::flush;
     return kExitOk;
+  } catch (const ConfigurationError& error) {
+    return fail(kExitConfiguration, error.what());
   } catch (const std::exception& error) {
     return fail(kExitInternal, error.what());
   }

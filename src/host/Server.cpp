@@ -5,6 +5,7 @@
 #include "framework/launcher/PluginManager.h"
 #include "framework/launcher/Preferences.h"
 #include "framework/utils/Shutdown.h"
+#include "host/http/Descriptors.h"
 
 namespace host {
 namespace {
@@ -27,6 +28,13 @@ std::vector<ListenAddress> listenAddresses(const Settings& settings, const Prefe
   return {ListenAddress{"", static_cast<std::uint16_t>(std::stoul(preferences.get_listening_port()))}};
 }
 
+std::shared_ptr<TlsContext> openTls(const TlsSettings& settings, const state::Directory& directory) {
+  if (!settings.isEnabled) return nullptr;
+  auto context = TlsContext::open(settings, directory);
+  if (!context) throw ConfigurationError("TLS: " + context.error());
+  return std::move(*context);
+}
+
 }  // namespace
 
 Server::Server(const Settings& settings)
@@ -41,7 +49,10 @@ Server::Server(const Settings& settings)
   mPeers = std::make_unique<Peers>(settings.peers, mState);
   mPeers->addRoutes(*mRoutes);
   mEncoding = std::make_unique<Encoding>(preferences.get_uri_prefix(), *mRoutes);
-  mFront = std::make_unique<Front>(settings.limits, *mEncoding);
+  mTls = openTls(settings.tls, mState);
+  Limits limits = settings.limits;
+  limits.connections = makeRoomForConnections(limits.connections);
+  mFront = std::make_unique<Front>(limits, *mEncoding, mTls);
 }
 
 Server::~Server() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -14,15 +15,23 @@
 #include "host/net/Endpoint.h"
 #include "host/peers/Peers.h"
 #include "host/resources/HostResources.h"
+#include "host/tls/TlsContext.h"
 #include "state/Directory.h"
 
 namespace host {
+
+/// The configuration asks for what cannot be had.
+class ConfigurationError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
 
 /// The server put together: HTTP front, the host's own resources, and the plug-ins. It works on the process's plug-in
 /// manager and preferences, so there is one at a time. Its operations are called by one thread, in their order here.
 class Server {
  public:
-  /// Fills the preferences. Throws when the state directory cannot be made.
+  /// Fills the preferences. Throws when the state directory cannot be made, and ConfigurationError when TLS
+  /// cannot be set up.
   explicit Server(const Settings& settings);
   /// Stops.
   ~Server();
@@ -41,6 +50,9 @@ class Server {
   /// For settings that change while it runs; until `stop`.
   Peers& peers() { return *mPeers; }
 
+  /// Null where clients are served without; until `stop`.
+  TlsContext* tls() const { return mTls.get(); }
+
   std::vector<PluginInfo> plugins() const { return mLoader.plugins(); }
 
  private:
@@ -50,6 +62,7 @@ class Server {
   std::unique_ptr<Routes> mRoutes;
   std::unique_ptr<Peers> mPeers;
   std::unique_ptr<Encoding> mEncoding;
+  std::shared_ptr<TlsContext> mTls;  ///< null: served without
   std::unique_ptr<Front> mFront;
   std::unique_ptr<HostResources> mResources;
   PluginLoader mLoader;
