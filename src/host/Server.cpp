@@ -5,6 +5,7 @@
 #include "framework/launcher/PluginManager.h"
 #include "framework/launcher/Preferences.h"
 #include "framework/utils/Shutdown.h"
+#include "host/openapi/OpenApi.h"
 #include "host/http/Descriptors.h"
 
 namespace host {
@@ -48,6 +49,9 @@ Server::Server(const Settings& settings)
   mRoutes = std::make_unique<Routes>(preferences.get_uri_prefix(), *mDispatcher);
   mPeers = std::make_unique<Peers>(settings.peers, mState);
   mPeers->addRoutes(*mRoutes);
+  mEvents = std::make_unique<Events>(resourceEvents(*PluginManager::get_instance()));
+  mEvents->addRoutes(*mRoutes);
+  addOpenApi(*mRoutes);
   mEncoding = std::make_unique<Encoding>(preferences.get_uri_prefix(), *mRoutes);
   mTls = openTls(settings.tls, mState);
   Limits limits = settings.limits;
@@ -81,6 +85,7 @@ void Server::stop() {
   if (!mFront) return;
   utils::shutdown::begin();
   mFront->stopAccepting();
+  mEvents->close();
   mLoader.shutdownAll();
   mFront->stop(kGrace);
   mPeers->close();

@@ -7,6 +7,7 @@
 
 #include "host/Result.h"
 #include "host/config/Settings.h"
+#include "host/events/Events.h"
 #include "host/http/Dispatcher.h"
 #include "host/http/Encoding.h"
 #include "host/http/Front.h"
@@ -61,6 +62,7 @@ class Server {
   std::unique_ptr<Dispatcher> mDispatcher;
   std::unique_ptr<Routes> mRoutes;
   std::unique_ptr<Peers> mPeers;
+  std::unique_ptr<Events> mEvents;
   std::unique_ptr<Encoding> mEncoding;
   std::shared_ptr<TlsContext> mTls;  ///< null: served without
   std::unique_ptr<Front> mFront;
