@@ -1,5 +1,5 @@
 # cmake -DOUTPUT=<file.cpp> -DFOLDER=<folder> "-DFILES=a;b" -P EmbedPages.cmake
-# Writes a source that holds the files of the web page, each with its type and a tag made of its contents.
+# Writes a source that holds the files of the web page, each with its type.
 
 set(type_html "text/html; charset=utf-8")
 set(type_js "text/javascript; charset=utf-8")
@@ -11,8 +11,6 @@ set(entries "")
 set(number 0)
 foreach(name IN LISTS FILES)
   file(READ "${FOLDER}/${name}" bytes HEX)
-  file(SHA256 "${FOLDER}/${name}" hash)
-  string(SUBSTRING "${hash}" 0 32 tag)
   string(REGEX REPLACE "([0-9a-f][0-9a-f])" "0x\\1," bytes "${bytes}")
   # The compiler is slow with lines of any length.
   string(REGEX REPLACE "((0x..,){24})" "\\1\n" bytes "${bytes}")
@@ -25,7 +23,7 @@ foreach(name IN LISTS FILES)
     set(path "/")
   endif()
   string(APPEND arrays "constexpr unsigned char kFile${number}[] = {\n${bytes}};\n")
-  string(APPEND entries "      {\"${path}\", \"${type_${extension}}\", \"\\\"${tag}\\\"\", text(kFile${number})},\n")
+  string(APPEND entries "      {\"${path}\", \"${type_${extension}}\", text(kFile${number})},\n")
   math(EXPR number "${number} + 1")
 endforeach()
 

@@ -20,8 +20,7 @@ function facts(...entries) {
 
 export function when(time) {
   if (!time) return '';
-  const since = make('span', { class: 'ago' }, `(${ago(time, Date.now())})`);
-  return make('time', { dateTime: new Date(time).toISOString() }, moment(time), ' ', since);
+  return make('time', { dateTime: new Date(time).toISOString() }, `${moment(time)} (${ago(time, Date.now())})`);
 }
 
 function section(title, ...content) {
@@ -65,7 +64,7 @@ function factsOf(row) {
 // ---- why it is here
 
 function whyRow(name, span) {
-  return make('tr', {}, make('th', { scope: 'row' }, sourceName(name)), make('td', {}, when(span.first)), make('td', {}, when(span.last)));
+  return make('tr', {}, make('th', { scope: 'row' }, sourceName(name)), [span.first, span.last].map((time) => make('td', {}, time > 0 && [ago(time, Date.now()), make('span', { class: 'moment' }, moment(time))])));
 }
 
 function verdictOf(sighting) {

@@ -232,10 +232,15 @@ function readTools() {
   tell(counted(shown.length, 'server'));
 }
 
+function showDirection() {
+  byId('sort-direction').textContent = view.isDescending ? '↓' : '↑';
+  byId('sort-direction').setAttribute('aria-label', view.isDescending ? 'Descending; sort ascending' : 'Ascending; sort descending');
+}
+
 function sortBy(column, isDescending) {
   Object.assign(view, { column, isDescending });
   byId('sort').value = column;
-  byId('sort-direction').textContent = isDescending ? 'Descending' : 'Ascending';
+  showDirection();
   render({ isNewOrder: true });
   const title = COLUMNS.find((each) => each.id === column).title;
   tell(`Sorted by ${title}, ${isDescending ? 'descending' : 'ascending'}`);
@@ -386,7 +391,7 @@ const table = new Table(byId('grid'), {
 byId('sort').append(...COLUMNS.map((column) => make('option', { value: column.id }, column.title)));
 byId('sort').addEventListener('change', () => sortBy(byId('sort').value, view.isDescending));
 byId('sort-direction').addEventListener('click', () => sortBy(view.column, !view.isDescending));
-byId('sort-direction').textContent = 'Ascending';
+showDirection();
 let filterTimer;
 byId('filter').addEventListener('input', () => {
   clearTimeout(filterTimer);
@@ -421,12 +426,12 @@ async function passOn(failure) {
 
 document.addEventListener('keydown', (event) => {
   if (byId('app').hidden || event.defaultPrevented || document.querySelector('dialog[open]')) return;
-  const isTyping = event.target.closest?.('input, select, textarea');
+  const isTyping = event.target.closest?.('input');
   if (event.key === '/' && !isTyping && !event.ctrlKey && !event.metaKey && !byId('main').inert) {
     event.preventDefault();
     byId('filter').focus();
     byId('filter').select();
-  } else if (event.key === 'Escape' && panel !== '' && !isTyping) {
+  } else if (event.key === 'Escape' && panel !== '' && !isTyping?.value) {
     event.preventDefault();
     closePanel();
   }
