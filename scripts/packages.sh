@@ -2,9 +2,11 @@
 
 # missingPackages GROUP...: those of packaging/debian-packages.txt in these groups that are not installed.
 missingPackages() {
-  local groups=" $* " group package
-  while read -r group package; do
+  local groups=" $* " group package program
+  while read -r group package program; do
     [[ "$groups" == *" $group "* ]] || continue
+    # The program may have come another way, and then apt would take that away for its own.
+    [[ -z "$program" ]] || ! command -v "$program" >/dev/null || continue
     [[ "$(dpkg-query -W -f='${db:Status-Status}\n' "$package" 2>/dev/null)" == installed* ]] || echo "$package"
   done < <(grep -v '^#' packaging/debian-packages.txt)
 }
