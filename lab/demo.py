@@ -54,7 +54,7 @@ class Show:
         self.watch(f"they list {', '.join(names)}", lambda text: names_in(text) == sorted(names))
 
     def _list(self, server):
-        return server.host.run(self._build.control, "servers", "list").stdout
+        return server.host.run(self._build.control, "--server", "http://127.0.0.1:8443", "servers", "list").stdout
 
 
 def names_in(text):

@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include "cli/AnnounceView.h"
+#include "cli/Output.h"
 #include "cli/Text.h"
 
 namespace cli {
@@ -38,11 +39,6 @@ Event await(int socket, int end, Clock::time_point until) {
     if (Clock::now() >= until) return Event::kTimeout;
     if (descriptors[0].revents != 0) return Event::kDatagram;
   }
-}
-
-ExitCode fail(const Failure& failure, std::ostream& err) {
-  err << "kvtctl: " << neutralise(failure.message) << "\n";
-  return failure.code;
 }
 
 void sayListening(const std::vector<std::string>& names, std::ostream& err) {

@@ -1,6 +1,5 @@
 #include "cli/Commands.h"
 
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -46,6 +45,9 @@ Result<std::string> output(const Options& options, const ServerApi& server) {
       return change(options, server.add(options.argument), "added");
     case Command::kRemove:
       return change(options, server.remove(options.argument), "removed");
+    case Command::kWatch:
+    case Command::kDoctor:
+      break;  // whoever reads the options carries these out
   }
   return Failure{ExitCode::kUsage, "no such command"};
 }
@@ -53,13 +55,7 @@ Result<std::string> output(const Options& options, const ServerApi& server) {
 }  // namespace
 
 ExitCode runCommand(const Options& options, const ServerApi& server, std::ostream& out, std::ostream& err) {
-  const Result<std::string> result = output(options, server);
-  if (!result) {
-    err << "kvtctl: " << neutralise(result.failure().message) << "\n";
-    return result.failure().code;
-  }
-  out << *result;
-  return ExitCode::kDone;
+  return conclude(output(options, server), out, err);
 }
 
 }  // namespace cli

@@ -7,29 +7,45 @@
 
 #include <CLI/CLI.hpp>
 
+#include "cli/AccessOptions.h"
 #include "cli/Text.h"
+#include "httpclient/Certificate.h"
 
 namespace cli {
 namespace {
 
 constexpr const char* kFooter =
     "Examples:\n"
+    "  kvtctl login --server https://192.0.2.1:8443    once for each server\n"
     "  kvtctl servers search 192.0.2.7    look for a server at an address, or at a host name\n"
     "  kvtctl servers add 192.0.2.7       take what was found into the inventory\n"
     "  kvtctl servers list -o json        for scripts\n"
+    "  kvtctl watch                       follow the inventory\n"
+    "  kvtctl doctor                      what keeps servers from finding one another\n"
     "  kvtctl slp find service:printer    ask the network for services\n"
     "  kvtctl announce listen --for 60    watch servers come and go for a minute\n"
     "\n"
+    "Environment:\n"
+    "  KVT_SERVER  stands in for --server\n"
+    "  KVT_TOKEN   an API token, in place of a login\n"
+    "\n"
     "Exit codes:\n"
     "  0  done\n"
-    "  1  the server refused, or what was asked for is not there\n"
+    "  1  the server refused, or what was asked for is not there; or doctor has findings\n"
     "  2  the command line is wrong\n"
     "  3  the server could not be reached, or cannot answer now\n"
-    "  4  what answered makes no sense\n";
+    "  4  what answered makes no sense, or its certificate is not trusted\n"
+    "  5  nobody is logged in, or who is may not do that\n";
 
 std::string checkUrl(const std::string& url) {
   const bool known = url.rfind("http://", 0) == 0 || url.rfind("https://", 0) == 0;
   return known ? std::string() : "takes a URL that begins with http:// or https://, not " + url;
+}
+
+std::string fingerprintOption(const std::string& text) {
+  const auto fingerprint = httpclient::readFingerprint(text);
+  if (!fingerprint) throw CLI::ValidationError("--fingerprint", "takes SHA256: and 64 hexadecimal digits");
+  return *fingerprint;
 }
 
 void setFormat(Options& options, const std::string& name) {
@@ -56,6 +72,12 @@ void addGlobals(CLI::App& app, Options& options) {
       ->envname("KVT_SERVER")
       ->check(checkUrl);
   app.add_option_function<std::string>(
+         "--fingerprint", [&options](const std::string& text) { options.fingerprint = fingerprintOption(text); },
+         "Trust the server whose certificate has it, from now on")
+      ->option_text("SHA256:...");
+  app.add_option("--ca", options.authoritiesFile, "Trust servers whose certificate these authorities have signed (PEM)")
+      ->option_text("FILE");
+  app.add_option_function<std::string>(
          "-o,--output", [&options](const std::string& name) { setFormat(options, name); },
          "How to print: table or json")
       ->option_text("FORMAT [table]");
@@ -81,6 +103,15 @@ void addCommand(CLI::App& group, Options& options, Command command, const char* 
   entry->callback([&options, command] { options.command = command; });
 }
 
+void addObservers(CLI::App& app, Options& options) {
+  CLI::App* watch = app.add_subcommand("watch", "Print what changes in the inventory, until interrupted");
+  watch->fallthrough();
+  watch->callback([&options] { options.command = Command::kWatch; });
+  watch->add_flag_callback(
+      "--json", [&options] { options.format = Format::kJson; }, "The same as -o json: one document on each line");
+  addCommand(app, options, Command::kDoctor, "doctor", "Look for what keeps servers from finding one another");
+}
+
 void addCommands(CLI::App& app, Options& options) {
   CLI::App* servers = app.add_subcommand("servers", "The inventory of servers");
   servers->require_subcommand(1);
@@ -94,6 +125,7 @@ void addCommands(CLI::App& app, Options& options) {
              "Its identifier or its address");
   addCommand(app, options, Command::kDetails, "details", "Show one server", "ID",
              "Its identifier; the server that is asked when left out");
+  addObservers(app, options);
 }
 
 /// The options of "kvtctl slp", and whether it was asked for.
@@ -171,11 +203,17 @@ void addAnnounceCommands(CLI::App& app, Options& options, AnnounceChoice& choice
       "--json", [&options] { options.format = Format::kJson; }, "The same as -o json: one document on each line");
 }
 
+bool takesServer(const Options& options) {
+  if (options.announce || options.user || options.access || options.peers) return false;
+  return options.command == Command::kSearch || options.command == Command::kAdd ||
+         options.command == Command::kRemove || options.command == Command::kDetails;
+}
+
 /// What is wrong with an empty argument; nothing when there is none, or none is needed.
 const char* emptyArgument(const Options& options) {
   if (!options.argument.empty()) return nullptr;
   if (!options.slp) {
-    return options.command == Command::kList ? nullptr : "an empty text is no server's identifier or address";
+    return takesServer(options) ? "an empty text is no server's identifier or address" : nullptr;
   }
   const bool needsNone = options.slp->command == SlpCommand::kTypes || options.slp->command == SlpCommand::kAgents;
   return needsNone ? nullptr : "an empty text is no service type or URL";
@@ -188,13 +226,14 @@ std::variant<Options, ExitCode> parseOptions(int argc, const char* const* argv, 
   SlpChoice slp;
   AnnounceChoice announce;
   CLI::App app(
-      "Asks a management server which servers it knows, changes that list, finds services by SLP, and listens to what "
-      "servers announce.",
+      "Asks a management server which servers it knows, changes that list, says who may do so, finds services by SLP, "
+      "and listens to what servers announce.",
       "kvtctl");
   addGlobals(app, options);
   addCommands(app, options);
   addSlpCommands(app, options, slp);
   addAnnounceCommands(app, options, announce);
+  addAccessCommands(app, options);
   app.footer(kFooter);
   try {
     app.parse(argc, argv);

@@ -1,5 +1,7 @@
 #include "cli/Output.h"
 
+#include <ostream>
+
 #include "cli/ServerView.h"
 #include "cli/Table.h"
 #include "cli/Text.h"
@@ -63,6 +65,23 @@ std::string jsonText(const std::vector<json::Object>& objects) {
   for (const json::Object& object : objects)
     array.Insert(object);
   return prettyText(array);
+}
+
+std::string jsonLine(const json::Object& object) {
+  std::string text;
+  json::Writer::Write(object, text);
+  return neutraliseJson(text) + "\n";
+}
+
+ExitCode conclude(const Result<std::string>& output, std::ostream& out, std::ostream& err) {
+  if (!output) return fail(output.failure(), err);
+  out << *output;
+  return ExitCode::kDone;
+}
+
+ExitCode fail(const Failure& failure, std::ostream& err) {
+  err << "kvtctl: " << neutralise(failure.message) << "\n";
+  return failure.code;
 }
 
 }  // namespace cli

@@ -1,57 +1,13 @@
 #include "cli/ServerApi.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "cli/ServerView.h"
 #include "cli/WireNames.h"
 #include "json/lookup.h"
-#include "json/reader.h"
-#include "json/writer.h"
 
 namespace cli {
 namespace {
-
-constexpr int kServerTrouble = 500;                       // statuses from here on say nothing of what was asked for
-constexpr std::size_t kLargestAnswer = 64 * 1024 * 1024;  // an inventory of 10,000 servers takes some 10 MB
-
-Failure transportFailure(const httpclient::Response& response, const std::string& url) {
-  switch (response.error) {
-    case httpclient::ErrorKind::kBadUrl:
-      return {ExitCode::kUsage, "not a server's URL: " + url};
-    case httpclient::ErrorKind::kTooLarge:
-    case httpclient::ErrorKind::kMalformed:
-      return {ExitCode::kNonsense, "no answer of such a server from " + url + ": " + response.errorText};
-    default:
-      return {ExitCode::kUnreachable, "cannot reach " + url + ": " + response.errorText};
-  }
-}
-
-/// What a status block says, "" without one. Some resources answer with a list of them.
-std::string statusText(const json::Object& answer) {
-  if (const json::Array* blocks = json::arrayAt(answer, {wire::kStatus})) {
-    if (blocks->Empty()) return "";
-    const auto* first = (*blocks)[0].getIf<json::Object>();
-    return first != nullptr ? json::textAt(*first, {wire::kDesc}) : "";
-  }
-  return json::textAt(answer, {wire::kStatus, wire::kDesc});
-}
-
-Result<json::Object> readAnswer(const httpclient::Response& response) {
-  json::Object answer;
-  const std::string status = "HTTP status " + std::to_string(response.status);
-  try {
-    json::Reader::Read(answer, response.body);
-  } catch (const json::Exception& e) {
-    return Failure{ExitCode::kNonsense, status + " with a body that is no JSON object: " + e.what()};
-  }
-  if (response.ok()) return answer;
-  const std::string text = statusText(answer);
-  if (text.empty()) return Failure{ExitCode::kNonsense, status + " without a word why"};
-  if (response.status >= kServerTrouble)
-    return Failure{ExitCode::kUnreachable, "the server cannot answer now: " + text};
-  return Failure{ExitCode::kRefused, text};
-}
 
 Result<json::Object> valueOf(const Result<json::Object>& answer) {
   if (!answer) return answer;
@@ -65,14 +21,8 @@ json::String text(std::string_view value) {
 
 }  // namespace
 
-ServerApi::ServerApi(Exchange exchange, std::string url, std::chrono::milliseconds timeout)
-    : mExchange(std::move(exchange)), mUrl(std::move(url)), mTimeout(timeout) {
-  while (!mUrl.empty() && mUrl.back() == '/')
-    mUrl.pop_back();
-}
-
 Result<std::vector<json::Object>> ServerApi::list() const {
-  const Result<json::Object> answer = get("/1.0/servers");
+  const Result<json::Object> answer = mClient.get("/1.0/servers");
   if (!answer) return answer.failure();
   const json::Array* values = json::arrayAt(*answer, {wire::kValues});
   if (values == nullptr) return Failure{ExitCode::kNonsense, "the answer holds no list of servers"};
@@ -86,7 +36,7 @@ Result<std::vector<json::Object>> ServerApi::list() const {
 }
 
 Result<json::Object> ServerApi::details(std::string_view id) const {
-  const Result<json::Object> own = valueOf(get("/1.0/servers/" + encodeSegment(id)));
+  const Result<json::Object> own = valueOf(mClient.get("/1.0/servers/" + encodeSegment(id)));
   if (own || own.failure().code != ExitCode::kRefused) return own;
   const Result<json::Object> listed = inventoryRecord(id);
   return listed ? listed : own;
@@ -99,11 +49,11 @@ Result<json::Object> ServerApi::search(std::string_view address) const {
     if (nothingFound) return Failure{ExitCode::kRefused, "no server answers at " + std::string(address)};
     return answer;
   }
-  return valueOf(get("/1.0/searchedserver/" + encodeSegment(address)));
+  return valueOf(mClient.get("/1.0/searchedserver/" + encodeSegment(address)));
 }
 
 Result<json::Object> ServerApi::add(std::string_view idOrAddress) const {
-  const Result<json::Object> searched = valueOf(get("/1.0/searchedserver/" + encodeSegment(idOrAddress)));
+  const Result<json::Object> searched = valueOf(mClient.get("/1.0/searchedserver/" + encodeSegment(idOrAddress)));
   if (!searched && searched.failure().code != ExitCode::kRefused) return searched;
   const std::string id = searched ? viewServer(*searched).id : std::string(idOrAddress);
   if (id.empty()) return Failure{ExitCode::kNonsense, "what was found there has no identifier"};
@@ -140,44 +90,7 @@ Result<json::Object> ServerApi::act(std::string_view action, std::string_view pa
   json::Object body;
   body[wire::kAction] = text(action);
   body[wire::kParameters][parameter] = text(value);
-  httpclient::Request request;
-  request.method = "POST";
-  request.url = mUrl + "/1.0/servers/self/operations/discovery";
-  request.headers = {"Content-Type: application/json"};
-  json::Writer::Write(body, request.body);
-  return send(std::move(request));
-}
-
-Result<json::Object> ServerApi::get(const std::string& path) const {
-  httpclient::Request request;
-  request.url = mUrl + path;
-  return send(std::move(request));
-}
-
-Result<json::Object> ServerApi::send(httpclient::Request request) const {
-  request.connectTimeout = std::min(request.connectTimeout, mTimeout);
-  request.totalTimeout = mTimeout;
-  request.maxBodyBytes = kLargestAnswer;
-  const httpclient::Response response = mExchange(request);
-  if (response.error != httpclient::ErrorKind::kNone) return transportFailure(response, mUrl);
-  return readAnswer(response);
-}
-
-std::string encodeSegment(std::string_view segment) {
-  constexpr std::string_view kUnreserved = "-._~:";
-  constexpr std::string_view kDigits = "0123456789ABCDEF";
-  std::string encoded;
-  for (const char letter : segment) {
-    const auto byte = static_cast<unsigned char>(letter);
-    const bool alphanumeric =
-        (letter >= '0' && letter <= '9') || (letter >= 'a' && letter <= 'z') || (letter >= 'A' && letter <= 'Z');
-    if (alphanumeric || kUnreserved.find(letter) != std::string_view::npos) {
-      encoded += letter;
-    } else {
-      encoded += {'%', kDigits[byte >> 4], kDigits[byte & 0xF]};
-    }
-  }
-  return encoded;
+  return mClient.post("/1.0/servers/self/operations/discovery", body);
 }
 
 }  // namespace cli

@@ -1,25 +1,20 @@
 #pragma once
 
-#include <chrono>
-#include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "cli/RestClient.h"
 #include "cli/Result.h"
-#include "httpclient/HttpClient.h"
 #include "json/elements.h"
 
 namespace cli {
 
-/// How a request reaches a server; tests put a function of their own here.
-using Exchange = std::function<httpclient::Response(const httpclient::Request&)>;
-
-/// The REST API of one server, as its clients see it. Every call is one or more exchanges in the calling thread.
+/// The list of servers of one server, as its clients see it. Every call is one or more exchanges in the calling thread.
 class ServerApi {
  public:
-  /// `url` is "http://host:port", with whatever prefix the server has; `timeout` bounds each exchange.
-  ServerApi(Exchange exchange, std::string url, std::chrono::milliseconds timeout);
+  explicit ServerApi(RestClient client) : mClient(std::move(client)) {}
 
   /// Every server of the inventory, the asked one among them.
   Result<std::vector<json::Object>> list() const;
@@ -32,18 +27,11 @@ class ServerApi {
   Result<json::Object> remove(std::string_view idOrAddress) const;
 
  private:
-  Result<json::Object> get(const std::string& path) const;
   Result<json::Object> act(std::string_view action, std::string_view parameter, const std::string& value) const;
-  Result<json::Object> send(httpclient::Request request) const;
   Result<json::Object> actOn(std::string_view action, std::string_view id) const;
   Result<json::Object> inventoryRecord(std::string_view idOrAddress) const;
 
-  Exchange mExchange;
-  std::string mUrl;
-  std::chrono::milliseconds mTimeout;
+  RestClient mClient;
 };
-
-/// One segment of a path: what a path cannot hold as it is becomes "%2F" and the like.
-std::string encodeSegment(std::string_view segment);
 
 }  // namespace cli

@@ -57,11 +57,6 @@ std::string column(const std::string& text, std::size_t width) {
   return result + "  ";
 }
 
-ExitCode fail(const Failure& failure, std::ostream& err) {
-  err << "kvtctl: " << neutralise(failure.message) << "\n";
-  return failure.code;
-}
-
 /// What a search ends with: its failure, or that it found nothing, is one line.
 ExitCode concluded(const SlpSession::Ended& failed, const Results& results, const std::string& nothing,
                    std::ostream& err) {

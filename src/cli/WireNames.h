@@ -38,4 +38,24 @@ inline constexpr std::string_view kAction = "action";
 inline constexpr std::string_view kParameters = "parameters";
 inline constexpr std::string_view kServer = "server";
 
+inline constexpr std::string_view kUser = "user";
+inline constexpr std::string_view kPassword = "password";
+inline constexpr std::string_view kRole = "role";
+inline constexpr std::string_view kCsrfToken = "csrfToken";
+inline constexpr std::string_view kToken = "token";
+inline constexpr std::string_view kCreated = "created";
+inline constexpr std::string_view kLastUsed = "lastUsed";
+
+inline constexpr std::string_view kFingerprint = "fingerprint";
+inline constexpr std::string_view kSince = "since";
+inline constexpr std::string_view kLastSeen = "lastSeen";
+inline constexpr std::string_view kOffered = "offered";
+
+inline constexpr std::string_view kSources = "sources";
+inline constexpr std::string_view kReason = "reason";
+inline constexpr std::string_view kChanged = "changed";
+inline constexpr std::string_view kRemoved = "removed";
+inline constexpr std::string_view kKey = "key";
+inline constexpr std::string_view kRecord = "record";
+
 }  // namespace cli::wire

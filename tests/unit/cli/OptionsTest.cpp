@@ -41,7 +41,7 @@ class ParseOptions : public testing::Test {
 TEST_F(ParseOptions, HaveDefaults) {
   const Options parsed = options({"servers", "list"});
   EXPECT_EQ(parsed.command, Command::kList);
-  EXPECT_EQ(parsed.server, "http://127.0.0.1:8443");
+  EXPECT_EQ(parsed.server, "https://127.0.0.1:8443");
   EXPECT_EQ(parsed.format, Format::kTable);
   EXPECT_EQ(parsed.timeout, std::chrono::seconds(10));
 }
