@@ -183,7 +183,7 @@ class SecureServer(Server):
         """What a client needs that trusts this server and no other."""
         context = ssl.SSLContext(ssl.PROTOCOL_TLS_CLIENT)
         context.check_hostname = False
-        context.load_verify_locations(self.state / "certificate.pem")
+        context.load_verify_locations(self.state / "tls.pem")
         return context
 
     def ask(self, method, path, body=None, headers=None, **options):

@@ -91,7 +91,7 @@ def certificate_text(pem):
 
 def test_its_own_certificate_is_made_once_and_kept(api):
     server = api.start()
-    pem = (server.state / "certificate.pem").read_text()
+    pem = (server.state / "tls.pem").read_text()
     text = certificate_text(pem)
     assert "prime256v1" in text and "CA:FALSE" in text
     assert "IP Address:127.0.0.1" in text and "DNS:localhost" in text
