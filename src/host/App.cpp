@@ -169,6 +169,7 @@ int serve(const Invocation& invocation, const CommandLine& line) {
   announce(*endpoints, server.plugins());
   Reload reload(settings);
   addLogTo(reload);
+  reload.add({"peers"}, [&server](const Settings& changed) { return server.peers().prepare(changed.peers); });
   if (TlsContext* tls = server.tls()) {
     reload.add({"tls.certificate", "tls.key", "tls.minimum_version"},
                [tls](const Settings& changed) { return tls->prepare(changed.tls); });

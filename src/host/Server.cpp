@@ -7,6 +7,7 @@
 #include "framework/utils/Shutdown.h"
 #include "host/openapi/OpenApi.h"
 #include "host/http/Descriptors.h"
+#include "host/service/Notification.h"
 
 namespace host {
 namespace {
@@ -57,6 +58,10 @@ Server::Server(const Settings& settings)
   Limits limits = settings.limits;
   limits.connections = makeRoomForConnections(limits.connections);
   mFront = std::make_unique<Front>(limits, *mEncoding, mTls);
+  if (notification::watchdogTimeout()) {
+    mWatchdog = std::make_unique<Watchdog>([this] { return mDispatcher->longestWait(); }, notification::alive);
+    mFront->onHeartbeat([this] { mWatchdog->beat(); });
+  }
 }
 
 Server::~Server() {

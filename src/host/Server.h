@@ -16,6 +16,7 @@
 #include "host/net/Endpoint.h"
 #include "host/peers/Peers.h"
 #include "host/resources/HostResources.h"
+#include "host/service/Watchdog.h"
 #include "host/tls/TlsContext.h"
 #include "state/Directory.h"
 
@@ -65,6 +66,7 @@ class Server {
   std::unique_ptr<Events> mEvents;
   std::unique_ptr<Encoding> mEncoding;
   std::shared_ptr<TlsContext> mTls;  ///< null: served without
+  std::unique_ptr<Watchdog> mWatchdog;
   std::unique_ptr<Front> mFront;
   std::unique_ptr<HostResources> mResources;
   PluginLoader mLoader;
