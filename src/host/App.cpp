@@ -169,6 +169,9 @@ int serve(const Invocation& invocation, const CommandLine& line) {
   announce(*endpoints, server.plugins());
   Reload reload(settings);
   addLogTo(reload);
+  reload.add({"access"}, [&server](const Settings& changed) -> Result<Reload::Commit> {
+    return Reload::Commit([&server, access = changed.access] { server.security().reload(access); });
+  });
   reload.add({"peers"}, [&server](const Settings& changed) { return server.peers().prepare(changed.peers); });
   if (TlsContext* tls = server.tls()) {
     reload.add({"tls.certificate", "tls.key", "tls.minimum_version"},

@@ -1,6 +1,7 @@
 #include "host/Server.h"
 
 #include <stdexcept>
+#include <system_error>
 
 #include "framework/launcher/PluginManager.h"
 #include "framework/launcher/Preferences.h"
@@ -30,6 +31,14 @@ std::vector<ListenAddress> listenAddresses(const Settings& settings, const Prefe
   return {ListenAddress{"", static_cast<std::uint16_t>(std::stoul(preferences.get_listening_port()))}};
 }
 
+state::Directory openState(const Settings& settings) {
+  try {
+    return state::Directory(settings.stateDirectory.empty() ? state::defaultDirectory() : settings.stateDirectory);
+  } catch (const std::system_error& error) {
+    throw ConfigurationError(std::string("the state directory ") + error.what() + ": set server.state_dir to another");
+  }
+}
+
 std::shared_ptr<TlsContext> openTls(const TlsSettings& settings, const state::Directory& directory) {
   if (!settings.isEnabled) return nullptr;
   auto context = TlsContext::open(settings, directory);
@@ -41,7 +50,7 @@ std::shared_ptr<TlsContext> openTls(const TlsSettings& settings, const state::Di
 
 Server::Server(const Settings& settings)
     : mSettings(settings),
-      mState(settings.stateDirectory.empty() ? state::defaultDirectory() : settings.stateDirectory),
+      mState(openState(settings)),
       mLoader(*PluginManager::get_instance(), *Preferences::get_instance()) {
   Preferences& preferences = *Preferences::get_instance();
   fill(preferences, settings);
@@ -53,7 +62,9 @@ Server::Server(const Settings& settings)
   mEvents = std::make_unique<Events>(resourceEvents(*PluginManager::get_instance()));
   mEvents->addRoutes(*mRoutes);
   addOpenApi(*mRoutes);
-  mEncoding = std::make_unique<Encoding>(preferences.get_uri_prefix(), *mRoutes);
+  mSecurity = std::make_unique<Security>(settings, mState, preferences.get_uri_prefix(), *mRoutes);
+  mSecurity->addRoutes(*mRoutes);
+  mEncoding = std::make_unique<Encoding>(preferences.get_uri_prefix(), mSecurity->gate());
   mTls = openTls(settings.tls, mState);
   Limits limits = settings.limits;
   limits.connections = makeRoomForConnections(limits.connections);
@@ -93,6 +104,7 @@ void Server::stop() {
   mEvents->close();
   mLoader.shutdownAll();
   mFront->stop(kGrace);
+  mSecurity->close();
   mPeers->close();
   mDispatcher->close();  // what still runs may hold what a plug-in made
   mLoader.unloadAll();

@@ -16,6 +16,7 @@
 #include "host/net/Endpoint.h"
 #include "host/peers/Peers.h"
 #include "host/resources/HostResources.h"
+#include "host/security/Security.h"
 #include "host/service/Watchdog.h"
 #include "host/tls/TlsContext.h"
 #include "state/Directory.h"
@@ -32,8 +33,7 @@ class ConfigurationError : public std::runtime_error {
 /// manager and preferences, so there is one at a time. Its operations are called by one thread, in their order here.
 class Server {
  public:
-  /// Fills the preferences. Throws when the state directory cannot be made, and ConfigurationError when TLS
-  /// cannot be set up.
+  /// Fills the preferences. Throws ConfigurationError when the state directory cannot be made, or TLS not be set up.
   explicit Server(const Settings& settings);
   /// Stops.
   ~Server();
@@ -52,6 +52,12 @@ class Server {
   /// For settings that change while it runs; until `stop`.
   Peers& peers() { return *mPeers; }
 
+  /// What is served beside the resources of the plug-in manager.
+  const Routes& routes() const { return *mRoutes; }
+
+  /// For settings that change while it runs; as long as the server.
+  Security& security() { return *mSecurity; }
+
   /// Null where clients are served without; until `stop`.
   TlsContext* tls() const { return mTls.get(); }
 
@@ -64,6 +70,7 @@ class Server {
   std::unique_ptr<Routes> mRoutes;
   std::unique_ptr<Peers> mPeers;
   std::unique_ptr<Events> mEvents;
+  std::unique_ptr<Security> mSecurity;
   std::unique_ptr<Encoding> mEncoding;
   std::shared_ptr<TlsContext> mTls;  ///< null: served without
   std::unique_ptr<Watchdog> mWatchdog;

@@ -49,7 +49,11 @@ std::string lower(std::string_view text) {
 std::string_view hostOf(std::string_view authority) {
   if (authority.starts_with('[')) {
     const auto end = authority.find(']');
-    return end == std::string_view::npos ? std::string_view() : authority.substr(1, end - 1);
+    if (end == std::string_view::npos) return {};
+    const std::string_view address = authority.substr(1, end - 1);
+    const std::string_view rest = authority.substr(end + 1);
+    const bool isOne = address.find(':') != std::string_view::npos && (rest.empty() || rest.starts_with(':'));
+    return isOne ? address : std::string_view();
   }
   return authority.substr(0, authority.find(':'));
 }

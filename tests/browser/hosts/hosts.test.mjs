@@ -1,0 +1,148 @@
+// The page of a real server, in a browser on its host, while other real servers come and go in the network.
+// hosts.py runs it, and starts and stops those servers.
+
+import assert from 'node:assert/strict';
+import { once } from 'node:events';
+import net from 'node:net';
+import { createInterface } from 'node:readline';
+import { after, before, test } from 'node:test';
+
+import { assertAccessible, launch, live, names, openPage, picture, row, until } from '../browser.mjs';
+
+const PASSWORD = 'a lantern of borrowed rain';
+const SECONDS = 60;
+// No blank in it: registered texts lose theirs on the way.
+const HOSTILE = '<img/src=x/onerror=alert(1)>';
+
+/** Asks hosts.py. */
+class Control {
+  #socket = net.connect(process.env.KVT_CONTROL);
+  #lines = createInterface({ input: this.#socket });
+
+  async ask(what, ...parameters) {
+    this.#socket.write(`${JSON.stringify({ do: what, with: parameters })}\n`);
+    const [line] = await once(this.#lines, 'line');
+    const { value, problem } = JSON.parse(line);
+    if (problem) throw new Error(`${what}(${parameters}): ${problem}`);
+    return value;
+  }
+
+  end() {
+    this.#socket.end();
+  }
+}
+
+let browser;
+let control;
+let opened;
+let page;
+
+before(async () => {
+  control = new Control();
+  await control.ask('start', 'one');
+  browser = await launch();
+  opened = await openPage(browser);
+  page = opened.page;
+});
+
+after(async () => {
+  await browser?.close();
+  control?.end();
+});
+
+// The tests follow one another as what they watch does.
+
+test('from another address of the host the first account is not to be made', async () => {
+  const away = await openPage(browser);
+  const { ipv4 } = await control.ask('addresses', 'one');
+  await away.page.goto(`https://${ipv4}:8443/`);
+  await away.page.getByText('kvtctl user add').waitFor();
+  await away.finish();
+});
+
+test('first run: the account is made on the loopback address, and the list is there with this server in it', async () => {
+  await page.goto('https://127.0.0.1:8443/');
+  await page.getByRole('heading', { name: 'Welcome' }).waitFor();
+  await assertAccessible(page, 'first run');
+  await page.getByLabel('User name').fill('admin');
+  await page.getByLabel('Password', { exact: true }).fill(PASSWORD);
+  await page.getByLabel('The same password again').fill(PASSWORD);
+  await page.getByRole('button', { name: 'Create the account' }).click();
+  await live(page, 'live');
+  await row(page, 'one').locator('.badge').waitFor();
+});
+
+test('log out, a wrong password, log in', async () => {
+  await page.getByRole('button', { name: 'Log out' }).click();
+  await page.getByLabel('User name').fill('admin');
+  await page.getByLabel('Password').fill('not this one');
+  await page.keyboard.press('Enter');
+  await page.getByText('The user name or the password is wrong').waitFor();
+  await page.getByLabel('Password').fill(PASSWORD);
+  await page.keyboard.press('Enter');
+  await live(page, 'live');
+});
+
+test('the list fills by discovery while one watches', async () => {
+  await control.ask('start', 'two');
+  await control.ask('start', 'three');
+  await until(async () => (await names(page)).join() === 'one,three,two', 'two and three are listed', SECONDS);
+  await until(async () => /Announced|SLP/.test(await row(page, 'two').textContent()), 'how it came in is told', SECONDS);
+  await row(page, 'two').click();
+  await page.getByText('Verified: it told its details itself.').first().waitFor({ timeout: SECONDS * 1000 });
+  await picture(page, 'hosts-details');
+  await assertAccessible(page, 'details of a real server');
+  await page.keyboard.press('Escape');
+});
+
+test('discovery tells how it fares', async () => {
+  await page.locator('#status-button').click();
+  await page.getByRole('heading', { name: 'Interfaces' }).waitFor();
+  await page.locator('#panel').getByText('eth0').first().waitFor();
+  await picture(page, 'hosts-discovery');
+  await assertAccessible(page, 'discovery of a real server');
+  await page.locator('#panel-close').click();
+});
+
+test('a peer that leaves is seen to leave', async () => {
+  assert.equal(await control.ask('stop', 'three'), 0);
+  await row(page, 'three').waitFor({ state: 'detached', timeout: SECONDS * 1000 });
+});
+
+test('a server that does not make itself known is searched for, added and removed', async () => {
+  const { ipv4 } = await control.ask('start', 'quiet', null, { installation_type: 1 });
+  await page.getByRole('button', { name: 'Search by address' }).click();
+  await page.getByLabel('IP address or host name').fill('10.88.0.250');
+  await page.keyboard.press('Enter');
+  await page.getByText('No server answers at 10.88.0.250').waitFor();
+  await page.getByLabel('IP address or host name').fill(ipv4);
+  await page.keyboard.press('Enter');
+  await page.getByRole('dialog').getByText('quiet').waitFor();
+  await page.getByRole('button', { name: 'Add to the list' }).click();
+  await row(page, 'quiet').waitFor();
+  await row(page, 'quiet').click();
+  await page.getByRole('button', { name: 'Remove from the list' }).click();
+  await page.getByRole('button', { name: 'Remove', exact: true }).click();
+  await row(page, 'quiet').waitFor({ state: 'detached' });
+});
+
+test('a peer whose name is markup is a name like any other', async () => {
+  await control.ask('start', 'hostile', HOSTILE);
+  await row(page, HOSTILE).waitFor({ timeout: SECONDS * 1000 });
+  await row(page, HOSTILE).click();
+  await page.getByRole('heading', { name: 'Why it is here' }).waitFor();
+  assert.deepEqual(await page.evaluate(() => [...new Set([...document.images].map((image) => image.getAttribute('src')))]), ['web/icon.svg']);
+  await picture(page, 'hosts-hostile');
+  await page.locator('#panel-close').click();
+});
+
+test('a server that is stopped and started again is offline and then live', async () => {
+  await control.ask('stop', 'one');
+  await live(page, 'offline');
+  await control.ask('start', 'one');
+  await until(async () => (await page.locator('#live').getAttribute('data-state')) === 'live' || (await page.getByText('Your session has ended').isVisible()), 'it goes on', SECONDS);
+});
+
+test('nothing of all this broke the page\'s policy, asked another origin or threw', async () => {
+  await opened.finish();
+});
