@@ -4,11 +4,16 @@
 #include <utility>
 
 #include "discovery/Limits.h"
+#include "framework/constants/JsonConstants.h"
 #include "framework/utils/Log.h"
+#include "json/lookup.h"
 #include "json/reader.h"
 
 namespace discovery {
 namespace {
+
+using Outcome = Announced::Outcome;
+using Keys = constants::JsonConstants;
 
 /// What the log calls an announced document.
 constexpr const char* kDocumentLabel = "remote.json";
@@ -17,6 +22,18 @@ void logReadError(const char* format, const char* what, const json::Reader::Loca
   const bool isNamed = what != nullptr && *what != '\0';
   utils::formatted_log_t(utils::LOG_ERROR, format) % (isNamed ? what : "Unknown exception") % (where.m_nLine + 1) %
       (where.m_nLineOffset + 1) % kDocumentLabel;
+}
+
+Outcome outcomeOf(HostTable::Filing filing) {
+  switch (filing) {
+    case HostTable::Filing::kNew:
+      return Outcome::kFiled;
+    case HostTable::Filing::kPresent:
+      return Outcome::kPresent;
+    case HostTable::Filing::kFull:
+      break;
+  }
+  return Outcome::kFull;
 }
 
 }  // namespace
@@ -47,16 +64,16 @@ bool AnnouncedServers::isTooLong(const std::string& address) {
   return true;
 }
 
-void AnnouncedServers::add(const std::string& address, const std::string& serverDetails, bool isVmware) {
-  if (isTooLong(address)) return;
+Announced AnnouncedServers::add(const std::string& address, const std::string& serverDetails, bool isVmware) {
+  if (isTooLong(address)) return {Outcome::kLongAddress, ""};
   json::Object details;
   if (!isVmware) {
     if (serverDetails.empty()) {
       if (mEmptyDetails.admits())
         utils::formatted_log_t(utils::LOG_FAILURE, "DiscoveryMap:addDiscoveredHost:Server Details List is$ Empty");
-      return;
+      return {Outcome::kNoDetails, ""};
     }
-    if (!readDetails(serverDetails, details)) return;
+    if (!readDetails(serverDetails, details)) return {Outcome::kUnreadableDetails, ""};
   }
   mAnnouncements.announced(address, details);
   // Without the mutex: announcements do not wait for whoever replaces the table.
@@ -65,6 +82,7 @@ void AnnouncedServers::add(const std::string& address, const std::string& server
     utils::formatted_log_t(utils::LOG_FAILURE, "DiscoveryMap:addDiscoveredHost:the table is full, left out:%1%") %
         address;
   }
+  return {outcomeOf(filing), json::textAt(details, {Keys::PROPERTIES, Keys::DISPLAY_ID})};
 }
 
 bool AnnouncedServers::withdraw(const std::string& address) {

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "discovery/Announced.h"
 #include "discovery/HostTable.h"
 #include "discovery/LogThrottle.h"
 #include "discovery/PassAnnouncements.h"
@@ -15,7 +16,7 @@ namespace discovery {
 /// thread.
 class AnnouncedServers {
  public:
-  void add(const std::string& address, const std::string& serverDetails, bool isVmware);
+  Announced add(const std::string& address, const std::string& serverDetails, bool isVmware);
   bool withdraw(const std::string& address);
   void takeBackWithdrawal(const std::string& address);
   void replaceAll(HostTable::Map hosts);

@@ -6,9 +6,12 @@
 
 #include "discovery/DiscoveryMap.h"
 #include "discovery/JobDispatch.h"
+#include "discovery/PassNews.h"
+#include "discovery/RemoteServerDiscoveryJob.h"
 #include "framework/launcher/Preferences.h"
 #include "framework/utils/Condition.h"
 #include "framework/utils/Log.h"
+#include "framework/utils/Observer.h"
 #include "framework/utils/Thread.h"
 
 namespace discovery {
@@ -86,6 +89,8 @@ void DiscoveryCycle::run() {
 }
 
 void DiscoveryCycle::runPassGuarded() {
+  const auto began = std::chrono::steady_clock::now();
+  utils::observer::passBegan();
   mParts.status = 1;
   try {
     runPass();
@@ -98,6 +103,16 @@ void DiscoveryCycle::runPassGuarded() {
                            "RemoteServerDiscovery:startRemoteServerThread:a pass ended by an unknown exception");
   }
   mParts.status = 0;
+  tellOfEnd(began);
+}
+
+void DiscoveryCycle::tellOfEnd(std::chrono::steady_clock::time_point began) const {
+  utils::PassReport report;
+  report.duration = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - began);
+  report.found = mParts.urls.size();
+  report.listed = DiscoveryMap::snapshot()->size();
+  RemoteServerDiscoveryJob::mCount.tell();  // those that told of their ends may have overtaken one another
+  utils::observer::passEnded(report);
 }
 
 void DiscoveryCycle::runPass() {
@@ -135,7 +150,9 @@ void DiscoveryCycle::publishAsDiscoveryMap() {
   if (launcher::Preferences::get_instance()->getInstallationType() == 0)
     mParts.lists.mDiscoveredHosts.replaceAll(*mParts.lists.mPartialDiscoveredHosts.snapshot());
   const HostTable::Snapshot discovered = mParts.lists.mDiscoveredHosts.snapshot();
+  const HostTable::Snapshot before = DiscoveryMap::snapshot();
   DiscoveryMap::passEnds(*discovered);
+  tellOfPass(*before, *DiscoveryMap::snapshot());
 }
 
 int DiscoveryCycle::discover() {

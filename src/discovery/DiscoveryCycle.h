@@ -59,6 +59,7 @@ class DiscoveryCycle {
   void runPass();
   void waitForJobs(utils::ThreadPool& pool);
   void publishAsDiscoveryMap();
+  void tellOfEnd(std::chrono::steady_clock::time_point began) const;
   int discover(utils::ThreadPool* pool);
   SLPError search(std::optional<SlpHandle>& handle);
   SLPError find(const SlpHandle& handle, const char* serviceType);

@@ -4,6 +4,7 @@
 
 #include "discovery/AnnouncedServers.h"
 #include "framework/utils/Log.h"
+#include "framework/utils/Observer.h"
 
 namespace discovery {
 namespace {
@@ -15,6 +16,11 @@ AnnouncedServers gServers;
 void DiscoveryMap::addDiscoveredHost(std::string address, std::string serverDetails, bool isVmware) {
   const utils::FunctionTrace trace("discovery::DiscoveryMap::addDiscoveredHost");
   gServers.add(address, serverDetails, isVmware);
+}
+
+Announced DiscoveryMap::announce(const std::string& address, const std::string& serverDetails, bool isVmware) {
+  const utils::FunctionTrace trace("discovery::DiscoveryMap::addDiscoveredHost");
+  return gServers.add(address, serverDetails, isVmware);
 }
 
 std::map<std::string, json::Object> DiscoveryMap::getDiscoveredHost() {
@@ -47,6 +53,12 @@ void DiscoveryMap::passEnds(const HostTable::Map& found) {
 
 HostTable::Snapshot DiscoveryMap::snapshot() {
   return gServers.snapshot();
+}
+
+void DiscoveryMap::tellOfChange(std::size_t whenEmpty) {
+  const std::size_t announced = gServers.snapshot()->size();
+  utils::observer::measured("servers_listed", static_cast<double>(announced == 0 ? whenEmpty : announced));
+  utils::observer::inventoryChanged();
 }
 
 }  // namespace discovery

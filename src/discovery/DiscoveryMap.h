@@ -1,8 +1,10 @@
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <string>
 
+#include "discovery/Announced.h"
 #include "discovery/HostTable.h"
 #include "json/elements.h"
 
@@ -17,6 +19,8 @@ class DiscoveryMap {
   /// `serverDetails` holds. A text that is no document is logged and files nothing,
   /// and so do an address that is too long and a full table.
   static void addDiscoveredHost(std::string address, std::string serverDetails, bool isVmware);
+  /// The same, and says what became of it.
+  static Announced announce(const std::string& address, const std::string& serverDetails, bool isVmware);
   /// A copy of the whole table.
   static std::map<std::string, json::Object> getDiscoveredHost();
   /// Replaces the whole table.
@@ -35,6 +39,10 @@ class DiscoveryMap {
 
   /// The whole table as it is now, at the same cost whatever its size.
   static HostTable::Snapshot snapshot();
+
+  /// Tells the observer that the list of servers is not what it was. Not done by the operations themselves, whose
+  /// callers hold locks. `whenEmpty`: how many servers are listed while nobody is announced.
+  static void tellOfChange(std::size_t whenEmpty = 0);
 };
 
 }  // namespace discovery

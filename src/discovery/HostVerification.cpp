@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include "discovery/InventoryRebuild.h"
@@ -21,6 +22,7 @@ namespace discovery {
 namespace {
 
 using http::HTTPCommand;
+using Outcome = Verdict::Outcome;
 using Keys = constants::JsonConstants;
 
 constexpr const char* kLoopback = "127.0.0.1";
@@ -28,6 +30,10 @@ constexpr const char* kLoopback = "127.0.0.1";
 constexpr const char* kLegacyBuild = "008";
 
 LogThrottle gOddCandidates;
+
+Verdict failed(const char* reason) {
+  return {Outcome::kFailed, reason, Verdict::Fetch::kNone, ""};
+}
 
 bool isTooLong(const std::string& address) {
   if (address.size() <= kMaxAddressLength) return false;
@@ -79,25 +85,33 @@ void copyLastCommunicatedIp(const json::Object& response, json::Object& record) 
 HostVerification::HostVerification(HostLists& lists, UnreachableAddresses& unreachable, utils::Mutex& filing)
     : mLists(lists), mUnreachable(unreachable), mFiling(filing) {}
 
-void HostVerification::verify(const std::string& address, const std::string& attributes, bool provisional) {
+Verdict HostVerification::verify(const std::string& address, const std::string& attributes, bool provisional) {
   const unsigned int strictness = launcher::Preferences::get_instance()->get_slp_find_service_strictness();
   utils::formatted_log_t(utils::LOG_INVENTORY, "RemoteServerDiscovery:addDiscoveredHost:entered with strServerIp:%1%") %
       address;
-  if (isTooLong(address)) return;
-  if (provisional && !address.empty()) return fileProvisional(address);
-  if (isEmpty(address, attributes) || address == kLoopback) return;
+  if (isTooLong(address)) return {};
+  if (provisional && !address.empty()) {
+    fileProvisional(address);
+    return {Outcome::kSeen, "", Verdict::Fetch::kNone, ""};
+  }
+  if (isEmpty(address, attributes) || address == kLoopback) return {};
 
   std::optional<Candidate> candidate = readCandidate(address, attributes);
-  if (!candidate || !isIdentityAccepted(*candidate, strictness)) return;
+  if (!candidate) return failed("Its attributes are no document, or too long");
+  Verdict verdict = isIdentityAccepted(*candidate, strictness)
+                        ? judge(*candidate)
+                        : failed("The digest of its attributes does not match them");
+  verdict.displayId = candidate->displayId;
+  return verdict;
+}
 
-  const Known known = lookUp(*candidate);
+Verdict HostVerification::judge(Candidate& candidate) {
+  const Known known = lookUp(candidate);
   if (known.isServerFound && !known.isCounterUpdated) {
-    mLists.file(address, known.previous, candidate->updatedCounter, candidate->gid);
-  } else if (isThisMachine(*candidate)) {
-    fileLocal(*candidate);
-  } else {
-    askRemote(*candidate);
+    mLists.file(candidate.address, known.previous, candidate.updatedCounter, candidate.gid);
+    return {Outcome::kSeen, "", Verdict::Fetch::kNone, ""};
   }
+  return isThisMachine(candidate) ? fileLocal(candidate) : askRemote(candidate);
 }
 
 void HostVerification::fileProvisional(const std::string& address) {
@@ -131,37 +145,50 @@ HostVerification::Known HostVerification::lookUp(Candidate& candidate) const {
   return known;
 }
 
-void HostVerification::fileLocal(const Candidate& candidate) {
+Verdict HostVerification::fileLocal(const Candidate& candidate) {
   json::Object record;
   const int status = getLocalServerDetails(candidate.displayId, candidate.address, record);
-  if (status != HTTPCommand::HTTP_OK || record.Empty()) return;
+  if (status != HTTPCommand::HTTP_OK || record.Empty()) return failed("This server does not give its own details");
   record[Keys::PROPERTIES][Keys::IS_PIVOT] = json::Boolean(true);
   fileLocked(candidate, record);
+  return {Outcome::kVerified, "", Verdict::Fetch::kNone, ""};
 }
 
-void HostVerification::askRemote(const Candidate& candidate) {
+Verdict HostVerification::askRemote(const Candidate& candidate) {
   if (mUnreachable.contains(candidate.address)) {
     utils::formatted_log_t(utils::LOG_INVENTORY,
                            "RemoteServerDiscovery:addDiscoveredHost:IP is FOUND in mapUnreachableIP Hence NOT going to "
                            "make getRemoteServerDetails call:%1%") %
         candidate.address;
-    return;
+    return failed("It did not give its details; it is asked again when it announces itself or is searched for");
   }
   utils::formatted_log_t(utils::LOG_INVENTORY,
                          "RemoteServerDiscovery:addDiscoveredHost:IP is not found in mapUnreachableIP Hence going to "
                          "make getRemoteServerDetails call:%1%") %
       candidate.address;
-  json::Object response;
-  const int status = getRemoteServerDetails(candidate.displayId, candidate.address, candidate.attributes, response,
-                                            candidate.isLegacyServer);
-  const bool isAccepted = candidate.isLegacyServer ? fileLegacy(candidate, response, status)
-                                                   : status == HTTPCommand::HTTP_OK && fileCurrent(candidate, response);
-  if (isAccepted) return;
+  Verdict verdict = askDetails(candidate);
+  if (verdict.fetch == Verdict::Fetch::kAnswered) return verdict;
   utils::formatted_log_t(utils::LOG_FAILURE,
                          "RemoteServerDiscovery:addDiscoveredHost:Server details failed with IP:, Hence adding the IP "
                          "to mapUnreachableIP:%1%") %
       candidate.address;
   mUnreachable.add(candidate.address);
+  return verdict;
+}
+
+Verdict HostVerification::askDetails(const Candidate& candidate) {
+  json::Object response;
+  const int status = getRemoteServerDetails(candidate.displayId, candidate.address, candidate.attributes, response,
+                                            candidate.isLegacyServer);
+  bool isFiled = true;
+  const bool isAccepted = candidate.isLegacyServer ? fileLegacy(candidate, response, status, isFiled)
+                                                   : status == HTTPCommand::HTTP_OK && fileCurrent(candidate, response);
+  if (!isAccepted) {
+    return {Outcome::kFailed, "It did not give its details (HTTP status " + std::to_string(status) + ")",
+            Verdict::Fetch::kFailed, ""};
+  }
+  if (isFiled) return {Outcome::kVerified, "", Verdict::Fetch::kAnswered, ""};
+  return {Outcome::kFailed, "It is an older server of a build that is not listed", Verdict::Fetch::kAnswered, ""};
 }
 
 /// False when the answer is none.
@@ -174,14 +201,15 @@ bool HostVerification::fileCurrent(const Candidate& candidate, json::Object resp
 }
 
 /// False when the answer is none. What is filed are the attributes; the answer only tells the build, and a server of
-/// another build than the one is left out in silence.
-bool HostVerification::fileLegacy(const Candidate& candidate, const json::Object& response, int status) {
+/// another build than the one is left out in silence: then `isFiled` is false.
+bool HostVerification::fileLegacy(const Candidate& candidate, const json::Object& response, int status, bool& isFiled) {
   if (response.Empty() || !isLegacyAnswer(status)) return false;
   utils::formatted_log_t(utils::LOG_INVENTORY, "RemoteServerDiscovery:addDiscoveredHost:In isLegacyServer scenario");
   json::Object record = candidate.attributes;
   copyLastCommunicatedIp(response, record);
   record[Keys::PROPERTIES][Keys::IS_PIVOT] = json::Boolean(false);
-  if (buildVersion(response) == kLegacyBuild) fileLocked(candidate, record);
+  isFiled = buildVersion(response) == kLegacyBuild;
+  if (isFiled) fileLocked(candidate, record);
   return true;
 }
 

@@ -5,6 +5,7 @@
 #include "discovery/Candidate.h"
 #include "discovery/HostLists.h"
 #include "discovery/UnreachableAddresses.h"
+#include "discovery/Verdict.h"
 #include "framework/utils/Mutex.h"
 #include "json/elements.h"
 
@@ -20,7 +21,7 @@ class HostVerification {
 
   /// With `provisional` the address is filed at once, with a record that stands for it. What cannot be accepted is
   /// logged and left out; nothing that the attributes hold makes this throw.
-  void verify(const std::string& address, const std::string& attributes, bool provisional);
+  Verdict verify(const std::string& address, const std::string& attributes, bool provisional);
 
  private:
   /// What is known of a candidate from the last pass.
@@ -31,11 +32,13 @@ class HostVerification {
   };
 
   void fileProvisional(const std::string& address);
+  Verdict judge(Candidate& candidate);
   Known lookUp(Candidate& candidate) const;
-  void fileLocal(const Candidate& candidate);
-  void askRemote(const Candidate& candidate);
+  Verdict fileLocal(const Candidate& candidate);
+  Verdict askRemote(const Candidate& candidate);
+  Verdict askDetails(const Candidate& candidate);
   bool fileCurrent(const Candidate& candidate, json::Object response);
-  bool fileLegacy(const Candidate& candidate, const json::Object& response, int status);
+  bool fileLegacy(const Candidate& candidate, const json::Object& response, int status, bool& isFiled);
   void fileLocked(const Candidate& candidate, json::Object record);
 
   HostLists& mLists;

@@ -17,6 +17,7 @@
 #include "framework/launcher/PluginManager.h"
 #include "framework/launcher/Preferences.h"
 #include "framework/utils/Log.h"
+#include "framework/utils/Observer.h"
 #include "framework/utils/System.h"
 #include "heartbeat/HeartBeat.h"
 
@@ -71,6 +72,37 @@ class StopRequest {
 
   const bool mIsStop;
 };
+
+/// Tells the observer at its end that the list of servers has changed. Made before a lock, it speaks after it.
+class ChangeOfList {
+ public:
+  ChangeOfList() = default;
+  ~ChangeOfList() {
+    if (mHasHappened) discovery::DiscoveryMap::tellOfChange(gLists.mPartialDiscoveredHosts.size());
+  }
+  ChangeOfList(const ChangeOfList&) = delete;
+  ChangeOfList& operator=(const ChangeOfList&) = delete;
+
+  void happened() { mHasHappened = true; }
+
+ private:
+  bool mHasHappened = false;
+};
+
+/// Tells the observer what came of looking at a server.
+void tellOf(const std::string& address, const discovery::Verdict& verdict) {
+  using utils::Sighting;
+  using Outcome = discovery::Verdict::Outcome;
+  using Fetch = discovery::Verdict::Fetch;
+  if (verdict.fetch != Fetch::kNone) {
+    utils::observer::counted("details_fetches", verdict.fetch == Fetch::kAnswered ? "answered" : "failed");
+  }
+  if (verdict.outcome == Outcome::kPassedOver) return;
+  Sighting sighting{address, verdict.displayId, Sighting::Source::kSlp, Sighting::Outcome::kSeen, verdict.reason};
+  if (verdict.outcome == Outcome::kVerified) sighting.outcome = Sighting::Outcome::kVerified;
+  if (verdict.outcome == Outcome::kFailed) sighting.outcome = Sighting::Outcome::kFailed;
+  utils::observer::sighted(sighting);
+}
 
 }  // namespace
 
@@ -174,9 +206,11 @@ unsigned short RemoteServerDiscovery::registerSLPService(std::string serverDetai
   const bool isSearching = installationType() == kSearchingInstallation;
   const bool isAnnouncing = launcher::Preferences::get_instance()->get_enable_multicast() != 0;
 
+  ChangeOfList change;
   const utils::Lock lock(&mSlpLock, false);
   const SLPError result = discovery::registerWithSlp(mSlpHandles, registrationUrl, attributes, slpRegistrationReport);
   if (result != SLP_OK) return lowBits(result);
+  change.happened();
   // The server is registered: what fails from here on neither hides that nor keeps the other steps from being taken.
   const auto announceService = [&] { discovery::announceService(registrationUrl, attributes); };
   if (isAnnouncing && isSearching) runStep(discovery::beginListening);
@@ -193,7 +227,7 @@ void RemoteServerDiscovery::fileLocalServer(const std::string& address, const st
   // What the last pass knew of this server is of before; the next one would take it for what is filed here.
   mDiscoveredHosts.erase(address);
   discovery::DiscoveryMap::takeBackWithdrawal(address);
-  addDiscoveredHost(address, serverDetails, false);
+  verify(address, serverDetails, false);
 }
 
 unsigned short RemoteServerDiscovery::deRegisterSLPService(std::string registrationUrl, bool stop) {
@@ -254,9 +288,11 @@ void RemoteServerDiscovery::getDiscoveredHost(json::Array& out) {
 
 void RemoteServerDiscovery::addHost(std::string key, json::Object record, bool) {
   const utils::FunctionTrace trace("RemoteServerDiscovery::addHost");
+  ChangeOfList change;
   utils::Mutex mutex;
   const utils::Lock lock(&mutex, false);
   gLists.addToPublished(key, record);
+  change.happened();
 }
 
 void RemoteServerDiscovery::addToSearchHostList(std::string key, json::Object request, json::Object serverRecord,
@@ -282,9 +318,12 @@ int RemoteServerDiscovery::getDiscoveredServerStatus() {
 
 bool RemoteServerDiscovery::removeSpecificServer(std::string key) {
   const utils::FunctionTrace trace("RemoteServerDiscovery::removeSpecificServer");
+  ChangeOfList change;
   utils::Mutex mutex;
   const utils::Lock lock(&mutex, false);
-  return gLists.remove(key);
+  const bool isRemoved = gLists.remove(key);
+  if (isRemoved) change.happened();
+  return isRemoved;
 }
 
 void RemoteServerDiscovery::getDiscoveredHosts(std::map<std::string, json::Object>& out) {
@@ -299,7 +338,16 @@ void RemoteServerDiscovery::clearAutoDiscoveredServers() {
 
 void RemoteServerDiscovery::addDiscoveredHost(std::string strServerIp, std::string attributes, bool provisional) {
   const utils::FunctionTrace trace("RemoteServerDiscovery::addDiscoveredHost");
-  discovery::HostVerification(gLists, mapUnreachableIP, mHostListMutex).verify(strServerIp, attributes, provisional);
+  const discovery::Verdict verdict = verify(strServerIp, attributes, provisional);
+  tellOf(strServerIp, verdict);
+  ChangeOfList change;
+  // What a pass files is listed at its end, but at once while there is nothing else to list.
+  if (verdict.isFiled() && discovery::DiscoveryMap::snapshot()->empty()) change.happened();
+}
+
+discovery::Verdict RemoteServerDiscovery::verify(const std::string& address, const std::string& attributes,
+                                                 bool provisional) {
+  return discovery::HostVerification(gLists, mapUnreachableIP, mHostListMutex).verify(address, attributes, provisional);
 }
 
 RemoteServerDiscovery::HTTPStatus_ RemoteServerDiscovery::getRemoteServerDetails(std::string serverId, std::string ip,

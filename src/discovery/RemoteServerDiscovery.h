@@ -16,7 +16,9 @@
 #include "discovery/ServiceUrls.h"
 #include "discovery/SlpHandles.h"
 #include "discovery/SlpLog.h"
+#include "discovery/SlpTraffic.h"
 #include "discovery/UpdateCounters.h"
+#include "discovery/Verdict.h"
 #include "framework/http/HTTPCommand.h"
 #include "framework/utils/Mutex.h"
 #include "framework/utils/Thread.h"
@@ -106,6 +108,7 @@ class RemoteServerDiscovery : public discovery::ServerDiscovery {
  private:
   static RemoteServerDiscovery& instance();
 
+  discovery::Verdict verify(const std::string& address, const std::string& attributes, bool provisional);
   void fileLocalServer(const std::string& address, const std::string& serverDetails);
   discovery::DiscoveryCycle cycle();
   void makeThreadPool();
@@ -114,5 +117,6 @@ class RemoteServerDiscovery : public discovery::ServerDiscovery {
   static void stopEngine();
 
   discovery::SlpLog mSlpLog;
+  discovery::SlpTraffic mSlpTraffic;
   discovery::LogThrottle mFullServiceUrls;
 };

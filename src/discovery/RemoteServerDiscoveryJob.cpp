@@ -11,6 +11,7 @@
 #include "discovery/LogThrottle.h"
 #include "discovery/RemoteServerDiscovery.h"
 #include "framework/utils/Log.h"
+#include "framework/utils/Observer.h"
 #include "framework/utils/Thread.h"
 
 namespace discovery {
@@ -58,13 +59,20 @@ SLPBoolean onAttributes(SLPHandle handle, const char* attributeList, SLPError er
 }  // namespace
 
 JobThreadUrls RemoteServerDiscoveryJob::mJobThreadUrls;
+JobCount RemoteServerDiscoveryJob::mCount;
 
 RemoteServerDiscoveryJob::RemoteServerDiscoveryJob(std::string serviceUrl)
-    : mHandle(RemoteServerDiscovery::mSlpHandles.current()), strServerAttributeURL(std::move(serviceUrl)) {}
+    : mHandle(RemoteServerDiscovery::mSlpHandles.current()), strServerAttributeURL(std::move(serviceUrl)) {
+  mCount.made();
+}
 
-RemoteServerDiscoveryJob::~RemoteServerDiscoveryJob() = default;
+RemoteServerDiscoveryJob::~RemoteServerDiscoveryJob() {
+  mCount.ends(mHasBegun);
+}
 
 void RemoteServerDiscoveryJob::execute() {
+  mHasBegun = true;
+  mCount.begins();
   const std::string strThreadID = utils::Thread::get_id();
   if (strServerAttributeURL.empty() || strThreadID.empty()) return;
   utils::formatted_log_t(
@@ -115,6 +123,8 @@ SLPBoolean RemoteServerDiscoveryJob::slpAttributeCallback(SLPHandle, const char*
                            ": %1%") %
         peerHost;
   }
+  using utils::Sighting;
+  utils::observer::sighted({list.address, "", Sighting::Source::kSlp, Sighting::Outcome::kSeen, ""});
   RemoteServerDiscovery::getInstance()->addDiscoveredHost(list.address, list.server, list.isVmware);
   mJobThreadUrls.erase(strThreadID, serviceUrl);
   return SLP_TRUE;

@@ -3,6 +3,7 @@
 #include <slp.h>
 #include <string>
 
+#include "discovery/JobCount.h"
 #include "discovery/JobThreadUrls.h"
 #include "framework/utils/ThreadPool.h"
 
@@ -25,10 +26,12 @@ class RemoteServerDiscoveryJob : public utils::ThreadPoolJob {
 
   /// Lives from the loading of the library to its unloading.
   static JobThreadUrls mJobThreadUrls;
+  static JobCount mCount;
 
  private:
   [[maybe_unused]] SLPHandle mHandle;  ///< the engine's when the job was made; the job opens its own
   std::string strServerAttributeURL;
+  bool mHasBegun = false;
 };
 
 }  // namespace discovery

@@ -9,6 +9,7 @@
 
 #include "discovery/RunLogged.h"
 #include "framework/utils/Log.h"
+#include "framework/utils/Observer.h"
 
 namespace heartbeat {
 
@@ -108,10 +109,12 @@ void AnnounceListener::handleGuarded(const AnnounceBytes& buffer, const Handler&
   try {
     handle(buffer);
   } catch (const std::exception& error) {
+    utils::observer::counted("announce_records_dropped", "failed");
     if (mExceptions.admits()) {
       utils::formatted_log_t(utils::LOG_ERROR, "HeartBeatWin:WorkerThread:a record was dropped:%1%") % error.what();
     }
   } catch (...) {
+    utils::observer::counted("announce_records_dropped", "failed");
     if (mExceptions.admits()) {
       utils::formatted_log_t(utils::LOG_ERROR, "HeartBeatWin:WorkerThread:a record was dropped:unknown exception");
     }

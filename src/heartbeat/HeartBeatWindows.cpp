@@ -1,6 +1,7 @@
 #include "heartbeat/HeartBeatWindows.h"
 
 #include <exception>
+#include <optional>
 #include <utility>
 
 #include "discovery/DestructorGuard.h"
@@ -109,7 +110,9 @@ void HeartBeatWindows::WorkerThread() {
 void HeartBeatWindows::HandleIncomingData(const AnnounceRecord* record) {
   const FunctionTrace trace("discovery::HeartBeatWindows::HandleIncomingData");
   if (record == nullptr) return;
-  mGate.pass([&] { heartbeat::handleAnnounceRecord(*record); });
+  std::optional<heartbeat::HeardRecord> heard;
+  mGate.pass([&] { heard = heartbeat::handleAnnounceRecord(*record); });
+  if (heard) heartbeat::tellOf(*heard);
 }
 
 void HeartBeatWindows::waitForRelease() {

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "discovery/AttributeList.h"
 #include "discovery/DiscoveryMap.h"
@@ -13,10 +14,30 @@
 namespace heartbeat {
 namespace {
 
+using discovery::Announced;
 using discovery::DiscoveryMap;
+using utils::Sighting;
+
+/// Null for an announcement that was taken.
+const char* dropReason(Announced::Outcome outcome) {
+  switch (outcome) {
+    case Announced::Outcome::kFiled:
+    case Announced::Outcome::kPresent:
+      break;
+    case Announced::Outcome::kFull:
+      return "list full";
+    case Announced::Outcome::kLongAddress:
+      return "address too long";
+    case Announced::Outcome::kNoDetails:
+      return "no details";
+    case Announced::Outcome::kUnreadableDetails:
+      return "unreadable details";
+  }
+  return nullptr;
+}
 
 /// The sender's own address field and URL are not consulted: the attributes are what the server registered with SLP.
-void handleRegister(std::string_view announced) {
+HeardRecord handleRegister(std::string_view announced) {
   std::string attributes(announced);
   utils::StringHelper::replace(attributes, "!", "\"");
   const discovery::AttributeList list = discovery::parseAttributeList(attributes, std::nullopt);
@@ -29,35 +50,51 @@ void handleRegister(std::string_view announced) {
       utils::LOG_DETAIL,
       "HeartBeatWin:HandleIncomingData:slpAttributeCallback found for IP=%1%, with strServerDetail=%2%") %
       list.address % list.server;
-  DiscoveryMap::addDiscoveredHost(list.address, list.server, list.isVmware);
+  Announced outcome = DiscoveryMap::announce(list.address, list.server, list.isVmware);
   discovery::ServerDiscovery::getInstance()->clearUnreachable(list.address);
+  HeardRecord heard{"register", dropReason(outcome.outcome), std::nullopt,
+                    outcome.outcome == Announced::Outcome::kFiled};
+  if (heard.dropReason == nullptr) {
+    heard.sighting = {list.address, std::move(outcome.displayId), Sighting::Source::kAnnouncement,
+                      Sighting::Outcome::kSeen, ""};
+  }
+  return heard;
 }
 
-void handleDeregister(const AnnounceRecord& record) {
+HeardRecord handleDeregister(const AnnounceRecord& record) {
   utils::formatted_log_t(
       utils::LOG_DETAIL,
       "HeartBeatWin:HandleIncomingData:DEREGISTRATION! lpslpData->ipAddress=%1%, with lpslpData->srvURL=%2%") %
       record.address % record.url;
-  DiscoveryMap::withdraw(std::string(record.address));
+  const std::string address(record.address);
+  const bool wasListed = DiscoveryMap::withdraw(address);
+  return {"deregister", nullptr,
+          Sighting{address, "", Sighting::Source::kAnnouncement, Sighting::Outcome::kLeft, "It said goodbye"},
+          wasListed};
 }
 
 }  // namespace
 
-void handleAnnounceRecord(const AnnounceRecord& record) {
+HeardRecord handleAnnounceRecord(const AnnounceRecord& record) {
   switch (record.kind) {
     case AnnounceRecord::kJoin:
       utils::formatted_log_t(utils::LOG_DETAIL, "HeartBeatWin:HandleIncomingData:Joined multicast group IP:%1%") %
           record.address;
-      break;
+      return {"join", nullptr, std::nullopt, false};
     case AnnounceRecord::kRegister:
-      handleRegister(record.attributes);
-      break;
+      return handleRegister(record.attributes);
     case AnnounceRecord::kDeregister:
-      handleDeregister(record);
-      break;
+      return handleDeregister(record);
     default:
-      break;
+      return {"unknown", "unknown kind", std::nullopt, false};
   }
+}
+
+void tellOf(const HeardRecord& heard) {
+  utils::observer::counted("announce_records", heard.kind);
+  if (heard.dropReason != nullptr) utils::observer::counted("announce_records_dropped", heard.dropReason);
+  if (heard.sighting) utils::observer::sighted(*heard.sighting);
+  if (heard.hasChangedList) DiscoveryMap::tellOfChange();
 }
 
 }  // namespace heartbeat

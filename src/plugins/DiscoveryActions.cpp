@@ -11,6 +11,7 @@
 #include "framework/utils/Conversion.h"
 #include "framework/utils/Exceptions.h"
 #include "framework/utils/Log.h"
+#include "framework/utils/Observer.h"
 #include "framework/utils/StringHelper.h"
 #include "json/lookup.h"
 #include "plugins/Resources.h"
@@ -22,6 +23,7 @@ namespace {
 
 using Keys = constants::JsonConstants;
 using Status = http::HTTPCommand::HTTPStatus_;
+using utils::Sighting;
 
 constexpr const char* kParameters = "parameters";
 constexpr const char* kAddress = "address";
@@ -54,6 +56,21 @@ void describeReach(json::Object& response, const std::string& requestUri, bool i
   value[Keys::PROPERTIES]["isReachable"] = json::Boolean(isReachable);
 }
 
+void tellOfSearch(const std::string& address, const json::Object& record) {
+  utils::observer::sighted({listedAddress(address, record), displayIdOf(record), Sighting::Source::kSearch,
+                            Sighting::Outcome::kVerified, ""});
+}
+
+void tellOfHand(const std::string& address, Sighting::Outcome outcome, const char* reason) {
+  utils::observer::sighted({address, "", Sighting::Source::kByHand, outcome, reason});
+}
+
+bool removeListed(discovery::ServerDiscovery& inventory, const std::string& key) {
+  if (!inventory.removeSpecificServer(key)) return false;
+  tellOfHand(key, Sighting::Outcome::kLeft, "It was removed by hand");
+  return true;
+}
+
 /// An address that answered may be asked for its details again.
 void clearUnreachable(discovery::ServerDiscovery& inventory, const std::string& address, const json::Object& reply) {
   inventory.clearUnreachable(address);
@@ -78,12 +95,12 @@ std::optional<SearchedServer> findSearched(discovery::ServerDiscovery& inventory
 /// Tries the identifier as a key, then as a display identifier. Several records may carry it: a server that was
 /// searched for at two addresses is listed under one of them, and one that was searched for by name under its address.
 bool removeById(discovery::ServerDiscovery& inventory, const std::string& id) {
-  if (inventory.removeSpecificServer(id)) return true;
+  if (removeListed(inventory, id)) return true;
   for (const std::string& key : inventory.keysOfServer(id)) {
-    if (inventory.removeSpecificServer(key)) return true;
+    if (removeListed(inventory, key)) return true;
     json::Object record;
     const bool isSearched = inventory.getSearchHost(key, record) == kFound;
-    if (isSearched && inventory.removeSpecificServer(listedAddress(key, record))) return true;
+    if (isSearched && removeListed(inventory, listedAddress(key, record))) return true;
   }
   return false;
 }
@@ -96,6 +113,8 @@ Status searchServer(const ServerDiscoveryPlugin& plugin, discovery::ServerDiscov
   const http::RestApi search(http::RestApi::POST, resourcePath({"searchserver_"}), false);
   json::Object reply;
   if (plugin.executePlugin(&search, request, reply) != http::HTTPCommand::HTTP_OK) {
+    utils::observer::sighted(
+        {address, "", Sighting::Source::kSearch, Sighting::Outcome::kFailed, "No server was found there"});
     setFailure(response);
     describeReach(response, requestUri, false);
     return http::HTTPCommand::HTTP_BAD_REQUEST;
@@ -107,6 +126,7 @@ Status searchServer(const ServerDiscoveryPlugin& plugin, discovery::ServerDiscov
   if (inventory.getSearchHost(address, filed) != kFound) {
     throw utils::PluginException(__FILE_NAME__, __LINE__, "The server was found but could not be kept");
   }
+  tellOfSearch(address, filed);
   setSuccess(response);
   describeReach(response, requestUri, true);
   response[Keys::VALUE][Keys::URIS][Keys::SERVER] = json::String(searchedUri);
@@ -124,6 +144,7 @@ Status addServer(discovery::ServerDiscovery& inventory, const json::Object& requ
   json::Object details;
   details[Keys::VALUE] = server->second;
   inventory.addHost(strServerIP, details, true);
+  tellOfHand(strServerIP, Sighting::Outcome::kSeen, "");
   setSuccess(response);
   return http::HTTPCommand::HTTP_OK;
 }

@@ -12,6 +12,8 @@ std::mutex gMutex;
 FakeSlp* gCurrent = nullptr;
 SLPLogCallback* gLog = nullptr;
 void* gLogCookie = nullptr;
+SLPCounterCallback* gCounter = nullptr;
+void* gCounterCookie = nullptr;
 
 FakeSlp* current() {
   const std::lock_guard lock(gMutex);
@@ -86,6 +88,13 @@ bool FakeSlp::say(int level, const char* text) {
   const std::lock_guard lock(gMutex);
   if (gLog == nullptr) return false;
   gLog(level, text, gLogCookie);
+  return true;
+}
+
+bool FakeSlp::tell(SLPMessageFate fate, const char* kind) {
+  const std::lock_guard lock(gMutex);
+  if (gCounter == nullptr) return false;
+  gCounter(fate, kind, gCounterCookie);
   return true;
 }
 
@@ -289,6 +298,12 @@ void SLPFree(void* memory) {
   for (char* text : {url->s_pcSrvType, url->s_pcHost, url->s_pcNetFamily, url->s_pcSrvPart})
     std::free(text);
   std::free(url);
+}
+
+void SLPSetCounter(SLPCounterCallback callback, void* cookie) {
+  const std::lock_guard lock(support::gMutex);
+  support::gCounter = callback;
+  support::gCounterCookie = cookie;
 }
 
 void SLPSetLog(SLPLogCallback callback, void* cookie) {

@@ -45,6 +45,8 @@ class FakeSlp {
   /// The same for inquiries alone.
   void holdInquiries(bool on);
 
+  /// The library tells of a message. False when nobody counts them.
+  static bool tell(SLPMessageFate fate, const char* kind);
   /// The library logs something, with a level of syslog. False when nobody listens to it.
   static bool say(int level, const char* text);
 

@@ -5,6 +5,7 @@
 
 #include "slp/agent/Due.h"
 #include "slp/client/MulticastPlan.h"
+#include "slp/net/Traffic.h"
 #include "slp/wire/Codec.h"
 #include "slp/wire/Limits.h"
 #include "slp/wire/StringList.h"
@@ -139,7 +140,7 @@ void DirectoryAgentService::receive(net::Family family) {
 void DirectoryAgentService::take(std::span<const std::byte> bytes, const net::Endpoint& from, TimePoint now) {
   const auto decoded = wire::decode(bytes);
   const auto* message = std::get_if<wire::Message>(&decoded);
-  if (message == nullptr) return;
+  if (message == nullptr) return net::countMessage(net::Fate::kDropped, bytes);
   if (const auto* answer = std::get_if<wire::ServiceAcknowledge>(&message->body)) {
     mRegistrar.acknowledged(from, message->header.xid, answer->error, now);
   } else if (const auto* advert = std::get_if<wire::DirectoryAgentAdvert>(&message->body)) {

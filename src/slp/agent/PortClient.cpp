@@ -5,6 +5,7 @@
 #include "slp/agent/Due.h"
 #include "slp/agent/RegistrationMessages.h"
 #include "slp/config/Log.h"
+#include "slp/net/Traffic.h"
 #include "slp/wire/Codec.h"
 #include "slp/wire/Limits.h"
 
@@ -111,6 +112,7 @@ void PortClient::ready() {
 void PortClient::take(std::span<const std::byte> bytes, TimePoint now) {
   const auto decoded = wire::decode(bytes);
   const auto* message = std::get_if<wire::Message>(&decoded);
+  if (message == nullptr) net::countMessage(net::Fate::kDropped, bytes);
   const auto* answer = message != nullptr ? std::get_if<wire::ServiceAcknowledge>(&message->body) : nullptr;
   if (answer == nullptr) return;
   const auto flight = mFlights.find(message->header.xid);

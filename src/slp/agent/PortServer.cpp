@@ -4,6 +4,7 @@
 
 #include "slp/agent/Due.h"
 #include "slp/config/Log.h"
+#include "slp/net/Traffic.h"
 #include "slp/wire/Limits.h"
 
 namespace slp::agent {
@@ -86,6 +87,7 @@ void PortServer::answerDatagrams(net::Family family) {
   for (; !requests.empty() && now < end; requests = requests.subspan(1)) {
     const net::Datagram& request = requests.front();
     if (!mLimiter.admit(request.from.address, now)) {
+      net::countMessage(net::Fate::kDropped, request.bytes);
       config::logLimited(config::LogLevel::kWarning, "flood", "too many SLP datagrams of " + request.from.text());
       continue;
     }

@@ -7,6 +7,7 @@
 #include "slp/agent/ClientExtension.h"
 #include "slp/agent/ReplyWriter.h"
 #include "slp/agent/Zones.h"
+#include "slp/net/Traffic.h"
 #include "slp/wire/Limits.h"
 #include "slp/wire/ServiceType.h"
 #include "slp/wire/StringList.h"
@@ -98,6 +99,7 @@ bool Responder::respond(std::span<const std::byte> message, const Source& source
     return Request{header, extensions, source, now, multicast, limit, reply};
   };
   if (const auto* rejected = std::get_if<wire::Rejected>(&decoded)) {
+    net::countMessage(net::Fate::kDropped, message);
     return rejected->header && reject(*rejected, requestOf(*rejected->header, {}));
   }
   const auto& whole = std::get<wire::Message>(decoded);

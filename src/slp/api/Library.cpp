@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "slp/config/Log.h"
+#include "slp/net/Traffic.h"
 
 namespace slp::api {
 namespace {
@@ -36,6 +37,7 @@ class Owner {
     if (sUses > tUses) static_cast<void>(mLibrary.release());
     mLibrary.reset();
     config::setLogSink(nullptr);
+    net::setTrafficCounter(nullptr);
   }
   Owner(const Owner&) = delete;
   Owner& operator=(const Owner&) = delete;

@@ -6,6 +6,7 @@
 #include "slp/api/Arguments.h"
 #include "slp/api/Library.h"
 #include "slp/config/Log.h"
+#include "slp/net/Traffic.h"
 #include "slp/wire/AttributeList.h"
 #include "slp/wire/StringList.h"
 
@@ -55,6 +56,23 @@ config::LogSink sinkOf(SLPLogCallback* callback, void* cookie) {
   return [callback, cookie](config::LogLevel level, std::string_view text) {
     callback(syslogLevel(level), std::string(text).c_str(), cookie);
   };
+}
+
+SLPMessageFate fateOf(net::Fate fate) {
+  switch (fate) {
+    case net::Fate::kSent:
+      return SLP_MESSAGE_SENT;
+    case net::Fate::kReceived:
+      return SLP_MESSAGE_RECEIVED;
+    case net::Fate::kDropped:
+      break;
+  }
+  return SLP_MESSAGE_DROPPED;
+}
+
+net::TrafficCounter counterOf(SLPCounterCallback* callback, void* cookie) {
+  if (callback == nullptr) return nullptr;
+  return [callback, cookie](net::Fate fate, const char* kind) { callback(fateOf(fate), kind, cookie); };
 }
 
 }  // namespace
@@ -109,6 +127,15 @@ void SLPSetLog(SLPLogCallback callback, void* pvCookie) {
   static_cast<void>(guarded([&]() -> SLPError {
     if (libraryHasGone()) return SLP_NETWORK_INIT_FAILED;
     config::setLogSink(sinkOf(callback, pvCookie));
+    const LibraryUse library;  // whose end takes the callback out again
+    return SLP_OK;
+  }));
+}
+
+void SLPSetCounter(SLPCounterCallback callback, void* pvCookie) {
+  static_cast<void>(guarded([&]() -> SLPError {
+    if (libraryHasGone()) return SLP_NETWORK_INIT_FAILED;
+    net::setTrafficCounter(counterOf(callback, pvCookie));
     const LibraryUse library;  // whose end takes the callback out again
     return SLP_OK;
   }));

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "slp/client/Errors.h"
+#include "slp/net/Traffic.h"
 #include "slp/wire/Codec.h"
 #include "slp/wire/Limits.h"
 #include "slp/wire/ServiceType.h"
@@ -342,6 +343,7 @@ void Search::datagram(const Transport::Event& event) {
   const auto decoded = wire::decode(event.bytes);
   const auto* message = std::get_if<wire::Message>(&decoded);
   if (message == nullptr) {
+    net::countMessage(net::Fate::kDropped, event.bytes);
     if (mRequest.answeredBy(std::get<wire::Rejected>(decoded))) cutReply(event.from);
     return;
   }
@@ -360,6 +362,7 @@ void Search::streamMessage(const Transport::Event& event) {
   if (peer == nullptr) return;
   const auto decoded = wire::decode(event.bytes);
   const auto* message = std::get_if<wire::Message>(&decoded);
+  if (message == nullptr) net::countMessage(net::Fate::kDropped, event.bytes);
   if (message == nullptr || !mRequest.answeredBy(*message)) return streamFailed(*peer);
   reply(*message, peer->exchange.peer(), peer, true);
 }

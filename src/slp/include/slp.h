@@ -126,6 +126,16 @@ SLP_EXPORT SLPError SLPAssociateIFList(SLPHandle hSLP, const char* pcMulticastIF
 typedef void SLPLogCallback(int nLevel, const char* pcText, void* pvCookie);
 SLP_EXPORT void SLPSetLog(SLPLogCallback callback, void* pvCookie);
 
+/* And who is told of each message that the process has sent or received, or dropped because it is none, or too much of
+ * them came: for counting. A message that was received and then dropped is told of twice. The kind is the short name
+ * of RFC 2608, section 4.3 ("SrvRqst"), or "unknown", and lives for ever. The callback may run on any thread, on
+ * several at once; it must not wait for a thread that may be inside the library, and should not call the library. Null:
+ * nobody, as at first. Once SLPSetCounter has returned, the callback before is called no more, but for one that
+ * replaces itself. */
+typedef enum { SLP_MESSAGE_SENT = 0, SLP_MESSAGE_RECEIVED = 1, SLP_MESSAGE_DROPPED = 2 } SLPMessageFate;
+typedef void SLPCounterCallback(SLPMessageFate fate, const char* pcKind, void* pvCookie);
+SLP_EXPORT void SLPSetCounter(SLPCounterCallback callback, void* pvCookie);
+
 #ifdef __cplusplus
 }
 #endif

@@ -9,6 +9,7 @@
 #include <sys/socket.h>
 
 #include "slp/net/SocketAddress.h"
+#include "slp/net/Traffic.h"
 #include "slp/wire/Codec.h"
 
 namespace slp::net {
@@ -84,6 +85,7 @@ void MessageStream::fail(int error) {
 
 void MessageStream::send(std::string_view message) {
   if (mFailed) return;
+  countMessage(Fate::kSent, message);
   // What goes out at once needs no copy.
   if (!mConnecting && mSent == mOut.size()) message.remove_prefix(writeNow(message));
   if (mFailed || message.empty()) return;
@@ -103,11 +105,13 @@ std::optional<std::span<const std::byte>> MessageStream::next() {
   const auto length = wire::messageLength(rest);
   if (!length) return std::nullopt;
   if (*length == 0 || *length > mMaxMessage) {
+    countMessage(Fate::kDropped, rest);
     fail(EMSGSIZE);
     return std::nullopt;
   }
   if (*length > rest.size()) return std::nullopt;
   mTaken += *length;
+  countMessage(Fate::kReceived, rest.first(*length));
   return rest.first(*length);
 }
 

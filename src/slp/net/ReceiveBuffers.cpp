@@ -3,6 +3,8 @@
 #include <new>
 #include <sys/mman.h>
 
+#include "slp/net/Traffic.h"
+
 namespace slp::net {
 namespace {
 
@@ -38,11 +40,16 @@ std::span<const Datagram> ReceiveBuffers::collect(std::size_t count) {
   std::size_t good = 0;
   for (std::size_t i = 0; i < count; ++i) {
     msghdr& header = headers[i].msg_hdr;
-    if ((header.msg_flags & (MSG_TRUNC | MSG_CTRUNC)) != 0) continue;
+    const std::span<const std::byte> bytes{storage.slot(i), headers[i].msg_len};
+    countMessage(Fate::kReceived, bytes);
+    if ((header.msg_flags & (MSG_TRUNC | MSG_CTRUNC)) != 0) {
+      countMessage(Fate::kDropped, bytes);
+      continue;
+    }
     const auto from = endpointOf(header.msg_name, header.msg_namelen);
     const auto info = packetInfoOf(header);
     if (!from || !info) continue;
-    received[good++] = {{storage.slot(i), headers[i].msg_len}, *from, info->to, info->interface};
+    received[good++] = {bytes, *from, info->to, info->interface};
   }
   return {received.data(), good};
 }

@@ -9,6 +9,7 @@
 #include "slp/net/ControlMessages.h"
 #include "slp/net/ReceiveBuffers.h"
 #include "slp/net/SocketAddress.h"
+#include "slp/net/Traffic.h"
 
 namespace slp::net {
 namespace {
@@ -118,7 +119,10 @@ int UdpSocket::send(const Outgoing& datagram) {
   int error = 0;
   // What an earlier datagram met may be told by this call; then the next one is about this datagram.
   for (int attempt = 0; attempt <= kMaxPendingErrors; ++attempt) {
-    if (::sendmsg(mFd.get(), &header, MSG_NOSIGNAL) >= 0) return 0;
+    if (::sendmsg(mFd.get(), &header, MSG_NOSIGNAL) >= 0) {
+      countMessage(Fate::kSent, datagram.bytes);
+      return 0;
+    }
     const bool again = errno == EINTR || errno != error;
     error = errno;
     if (isFull(error) || !again) break;
@@ -136,6 +140,8 @@ std::size_t UdpSocket::sendAll(std::span<const Outgoing> datagrams) {
       envelopes[i].fill(datagrams[done + i], headers[i].msg_hdr);
     const int sent = ::sendmmsg(mFd.get(), headers.data(), static_cast<unsigned>(count), MSG_NOSIGNAL);
     if (sent > 0) {
+      for (const Outgoing& datagram : datagrams.subspan(done, static_cast<std::size_t>(sent)))
+        countMessage(Fate::kSent, datagram.bytes);
       done += static_cast<std::size_t>(sent);
       continue;
     }
