@@ -94,6 +94,10 @@ std::chrono::milliseconds Dispatcher::longestWait() const {
   return std::max({mPrompt.longestWait(), mReads.longestWait(), mActions.longestWait()});
 }
 
+std::map<std::string, std::size_t> Dispatcher::waiting() const {
+  return {{"prompt", mPrompt.waiting()}, {"read", mReads.waiting()}, {"action", mActions.waiting()}};
+}
+
 void Dispatcher::close() {
   mActions.close();
   mReads.close();

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -34,6 +36,8 @@ class Dispatcher : public Service {
 
   /// How long the oldest request has been waiting for a thread.
   std::chrono::milliseconds longestWait() const;
+  /// Requests that wait for a thread, by the name of their lane.
+  std::map<std::string, std::size_t> waiting() const;
 
   /// Drops what waits, takes nothing more, and returns when what runs has ended.
   void close();

@@ -50,6 +50,11 @@ std::chrono::milliseconds Lane::longestWait() const {
   return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - mJobs.front().since);
 }
 
+std::size_t Lane::waiting() const {
+  const std::lock_guard lock(mMutex);
+  return mJobs.size();
+}
+
 void Lane::close() {
   std::deque<Waiting> dropped;
   {

@@ -30,6 +30,8 @@ class Lane {
 
   /// How long the oldest job that waits has been waiting; 0 when none does.
   std::chrono::milliseconds longestWait() const;
+  /// Jobs that wait for a thread.
+  std::size_t waiting() const;
 
   /// Drops what waits, takes nothing more, and returns when what runs has ended. Not to be called by a job.
   void close();

@@ -20,12 +20,6 @@ void put(json::Object& object, const char* name, json::UnknownElement value) {
   object.Insert(json::Object::Member(name, std::move(value)));
 }
 
-/// "008.<major>.<minor>"
-std::string buildText(std::string_view version) {
-  const auto afterMinor = version.find('.', version.find('.') + 1);
-  return std::string(kBuildLine) + std::string(version.substr(0, afterMinor));
-}
-
 json::Array makeListen(const std::vector<Endpoint>& endpoints) {
   json::Array listen;
   for (const Endpoint& endpoint : endpoints) {
@@ -105,8 +99,13 @@ OsRelease parseOsRelease(std::string_view text) {
   return release;
 }
 
+std::string serverBuild(std::string_view version) {
+  const auto afterMinor = version.find('.', version.find('.') + 1);
+  return std::string(kBuildLine) + std::string(version.substr(0, afterMinor));
+}
+
 json::Object makeServerRecord(const ServerFacts& facts) {
-  const std::string build = buildText(facts.version);
+  const std::string build = serverBuild(facts.version);
   json::Object health;
   put(health, JsonConstants::STATE, json::String(kHealthy));
   json::Object properties;

@@ -29,6 +29,9 @@ struct ServerFacts {
   std::vector<Endpoint> endpoints;
 };
 
+/// "008.<major>.<minor>" of "major.minor.patch".
+std::string serverBuild(std::string_view version);
+
 /// The server's record: an object that holds the properties and nothing else, because peers check its digest over the
 /// properties alone.
 json::Object makeServerRecord(const ServerFacts& facts);
