@@ -1,6 +1,7 @@
 #include <filesystem>
 #include <future>
 #include <memory>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
