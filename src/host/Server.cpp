@@ -5,9 +5,11 @@
 
 #include "framework/launcher/PluginManager.h"
 #include "framework/launcher/Preferences.h"
+#include "framework/utils/Observer.h"
 #include "framework/utils/Shutdown.h"
-#include "host/openapi/OpenApi.h"
 #include "host/http/Descriptors.h"
+#include "host/net/Address.h"
+#include "host/openapi/OpenApi.h"
 #include "host/service/Notification.h"
 
 namespace host {
@@ -46,6 +48,15 @@ std::shared_ptr<TlsContext> openTls(const TlsSettings& settings, const state::Di
   return std::move(*context);
 }
 
+/// "https://[::]:8443"
+json::Array urlsOf(const std::vector<Endpoint>& endpoints) {
+  json::Array urls;
+  for (const Endpoint& endpoint : endpoints)
+    urls.Insert(
+        json::String(endpoint.scheme + "://" + bracketed(endpoint.address) + ":" + std::to_string(endpoint.port)));
+  return urls;
+}
+
 }  // namespace
 
 Server::Server(const Settings& settings)
@@ -62,17 +73,28 @@ Server::Server(const Settings& settings)
   mEvents = std::make_unique<Events>(resourceEvents(*PluginManager::get_instance()));
   mEvents->addRoutes(*mRoutes);
   addOpenApi(*mRoutes);
+  addObserveRoutes(*mRoutes, mObservatory);
   mSecurity = std::make_unique<Security>(settings, mState, preferences.get_uri_prefix(), *mRoutes);
   mSecurity->addRoutes(*mRoutes);
   mEncoding = std::make_unique<Encoding>(preferences.get_uri_prefix(), mSecurity->gate());
+  mMeter = std::make_unique<Meter>(
+      mObservatory, resourceNames(*mRoutes, *PluginManager::get_instance(), preferences.get_uri_prefix()), *mEncoding);
   mTls = openTls(settings.tls, mState);
   Limits limits = settings.limits;
   limits.connections = makeRoomForConnections(limits.connections);
-  mFront = std::make_unique<Front>(limits, *mEncoding, mTls);
+  mFront = std::make_unique<Front>(limits, *mMeter, mTls);
   if (notification::watchdogTimeout()) {
     mWatchdog = std::make_unique<Watchdog>([this] { return mDispatcher->longestWait(); }, notification::alive);
     mFront->onHeartbeat([this] { mWatchdog->beat(); });
   }
+}
+
+/// From before the first plug-in until after the last.
+void Server::observe() {
+  mObserveResources = std::make_unique<ObserveResources>(*PluginManager::get_instance(), mObservatory);
+  mObservatory->provideQueues([this] { return mDispatcher->waiting(); });
+  mObservatory->onChange([this] { mEvents->hint(); });
+  utils::observer::set(mObservatory);
 }
 
 Server::~Server() {
@@ -88,6 +110,8 @@ Result<std::vector<Endpoint>> Server::listen() {
                                                [this](const PeerTarget& target, std::chrono::milliseconds limit) {  //
                                                  return mPeers->ask(target, limit);
                                                });
+  mObservatory->provide("listens", [listens = urlsOf(*endpoints)] { return listens; });
+  observe();
   return endpoints;
 }
 
@@ -95,11 +119,13 @@ void Server::start(const std::string& pluginDirectory) {
   mFront->start();
   mLoader.loadDirectory(pluginDirectory);
   mLoader.startAll();
+  mObservatory->setReady(true);
 }
 
 void Server::stop() {
   if (!mFront) return;
   utils::shutdown::begin();
+  mObservatory->setReady(false);
   mFront->stopAccepting();
   mEvents->close();
   mLoader.shutdownAll();
@@ -108,6 +134,10 @@ void Server::stop() {
   mPeers->close();
   mDispatcher->close();  // what still runs may hold what a plug-in made
   mLoader.unloadAll();
+  utils::observer::set(nullptr);
+  mObservatory->onChange({});
+  mObservatory->provideQueues({});
+  mObserveResources.reset();
   mResources.reset();
   mFront.reset();
   mPeers.reset();  // writes what it has seen

@@ -14,6 +14,9 @@
 #include "host/http/Routes.h"
 #include "host/loader/PluginLoader.h"
 #include "host/net/Endpoint.h"
+#include "host/observe/Meter.h"
+#include "host/observe/Observatory.h"
+#include "host/observe/ObserveResources.h"
 #include "host/peers/Peers.h"
 #include "host/resources/HostResources.h"
 #include "host/security/Security.h"
@@ -61,21 +64,28 @@ class Server {
   /// Null where clients are served without; until `stop`.
   TlsContext* tls() const { return mTls.get(); }
 
+  Observatory& observatory() { return *mObservatory; }
+
   std::vector<PluginInfo> plugins() const { return mLoader.plugins(); }
 
  private:
+  void observe();
+
   const Settings mSettings;
   const state::Directory mState;
+  const std::shared_ptr<Observatory> mObservatory = std::make_shared<Observatory>();
   std::unique_ptr<Dispatcher> mDispatcher;
   std::unique_ptr<Routes> mRoutes;
   std::unique_ptr<Peers> mPeers;
   std::unique_ptr<Events> mEvents;
   std::unique_ptr<Security> mSecurity;
   std::unique_ptr<Encoding> mEncoding;
+  std::unique_ptr<Meter> mMeter;
   std::shared_ptr<TlsContext> mTls;  ///< null: served without
   std::unique_ptr<Watchdog> mWatchdog;
   std::unique_ptr<Front> mFront;
   std::unique_ptr<HostResources> mResources;
+  std::unique_ptr<ObserveResources> mObserveResources;
   PluginLoader mLoader;
 };
 
