@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <csignal>
 #include <exception>
@@ -170,6 +171,9 @@ cli::ExitCode run(const cli::Options& options) {
   }
   exchange = cli::trustedExchange(std::move(exchange), std::move(trust), files, prompt);
   const std::string token = comesWithoutToken(options) ? "" : cli::tokenFor(cli::tidyUrl(options.server), files);
+  if (std::any_of(token.begin(), token.end(), [](unsigned char c) { return std::iscntrl(c) != 0; })) {
+    return cli::fail({cli::ExitCode::kUsage, "KVT_TOKEN holds what no token does"}, std::cerr);
+  }
   const cli::RestClient client(cli::authorisedExchange(std::move(exchange), token), options.server, options.timeout);
   return runOnServer(options, client, files, prompt, end);
 }
