@@ -7,6 +7,7 @@
 #include "framework/launcher/Preferences.h"
 #include "framework/utils/Observer.h"
 #include "framework/utils/Shutdown.h"
+#include "host/events/SightingEvents.h"
 #include "host/http/Descriptors.h"
 #include "host/net/Address.h"
 #include "host/openapi/OpenApi.h"
@@ -70,7 +71,9 @@ Server::Server(const Settings& settings)
   mRoutes = std::make_unique<Routes>(preferences.get_uri_prefix(), *mDispatcher);
   mPeers = std::make_unique<Peers>(settings.peers, mState);
   mPeers->addRoutes(*mRoutes);
-  mEvents = std::make_unique<Events>(resourceEvents(*PluginManager::get_instance()));
+  EventSource source = resourceEvents(*PluginManager::get_instance());
+  addSightings(source, *mObservatory);
+  mEvents = std::make_unique<Events>(std::move(source));
   mEvents->addRoutes(*mRoutes);
   addOpenApi(*mRoutes);
   addObserveRoutes(*mRoutes, mObservatory);
