@@ -14,7 +14,7 @@ namespace {
 
 constexpr const char* kFooter =
     "--dump-config writes every key of the configuration with its meaning, unit, default and range.\n"
-    "SIGTERM and SIGINT end the server in order, a second one at once; SIGHUP reads the log level anew.\n"
+    "SIGTERM and SIGINT end the server in order, a second one at once; SIGHUP reads the configuration anew.\n"
     "Exit codes: 0 ended in order, 64 wrong command line, 69 cannot listen, 70 internal failure, 78 wrong "
     "configuration.";
 

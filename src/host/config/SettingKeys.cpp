@@ -121,7 +121,7 @@ void addPlainKeys(std::vector<SettingKey>& keys) {
                   setLogLevel, [](const Settings& settings) { return quoted(logLevelName(settings.logMask)); }});
   keys.push_back(textKey("log", "file",
                          "File to append the log to, beside the console. At 10 MiB it is kept under a number, up to "
-                         "five of them. Default \"\": none.",
+                         "five of them. SIGHUP reads it anew, and opens the file anew. Default \"\": none.",
                          &Settings::logFile));
   keys.push_back({"log", "journal",
                   "Whether the log goes to systemd's journal, in place of the console. Default false.",
