@@ -7,6 +7,7 @@
 
 #include "Support.h"
 #include "slp/config/Log.h"
+#include "slp/net/Traffic.h"
 
 namespace slp::api {
 namespace {
@@ -72,6 +73,20 @@ TEST(Log, GoesToTheCallbackWithTheLevelsOfSyslog) {
   EXPECT_EQ(log[1].level, 6);
   EXPECT_EQ(log[2].level, 7);
   EXPECT_EQ(log[2].text, "d");
+}
+
+void countSent(SLPMessageFate fate, const char* kind, void* cookie) {
+  if (fate == SLP_MESSAGE_SENT) static_cast<std::vector<std::string>*>(cookie)->emplace_back(kind);
+}
+
+TEST(Counter, IsToldOfMessagesUntilItIsTakenBack) {
+  std::vector<std::string> sent;
+  SLPSetCounter(countSent, &sent);
+  net::countMessage(net::Fate::kSent, std::string_view("\x02\x01"));
+  net::countMessage(net::Fate::kReceived, std::string_view("\x02\x02"));
+  SLPSetCounter(nullptr, nullptr);
+  net::countMessage(net::Fate::kSent, std::string_view("\x02\x01"));
+  EXPECT_EQ(sent, std::vector<std::string>{"SrvRqst"});
 }
 
 TEST(FindScopes, GivesTheConfiguredOnes) {
