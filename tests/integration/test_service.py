@@ -4,6 +4,7 @@ import os
 import pathlib
 import signal
 import socket
+import ssl
 import subprocess
 
 import pytest
@@ -188,3 +189,46 @@ def test_a_reload_with_one_mistake_changes_nothing_at_all(lab, servers, bad):
     assert "getDiscoveredServers" not in one.log(), "the level has changed"
     assert one.get("/healthz").status == 200
     assert fetch(one.host, "127.0.0.1", "GET", "/healthz").status == 200
+
+
+def make_certificate(folder, name):
+    key, certificate = folder / f"{name}.key", folder / f"{name}.pem"
+    subprocess.run(
+        ["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes", "-days", "2"]
+        + ["-subj", f"/CN={name}", "-keyout", key, "-out", certificate],
+        check=True, capture_output=True, timeout=60,
+    )
+    return key, certificate
+
+
+def shown_certificate(server):
+    """What a client is shown now, as PEM."""
+    return server.host.call(lambda: ssl.get_server_certificate(("127.0.0.1", server.PORT), timeout=10))
+
+
+@pytest.fixture
+def secure(lab, servers, tmp_path):
+    """A server with a certificate of its administrator's."""
+    key, certificate = make_certificate(tmp_path, "first")
+    config = f'[log]\nlevel = "error"\n\n[tls]\ncertificate = "{certificate}"\nkey = "{key}"\n'
+    return servers.start(lab.add_host("one"), config=config, arguments=["--set", "tls.enabled=true"])
+
+
+def test_a_reload_shows_the_new_certificate(secure, tmp_path):
+    first = shown_certificate(secure)
+    make_certificate(tmp_path, "second")
+    rewrite(secure, "first", "second")
+    secure.send_signal(signal.SIGHUP)
+    wait_for(lambda: shown_certificate(secure) != first, 10, "the new one is shown")
+    assert shown_certificate(secure).split() == (tmp_path / "second.pem").read_text().split()
+
+
+def test_a_certificate_without_its_key_leaves_everything_as_it_was_even_the_log(secure, tmp_path):
+    first = shown_certificate(secure)
+    make_certificate(tmp_path, "second")
+    rewrite(secure, "first.pem", "second.pem")
+    rewrite(secure, 'level = "error"', 'level = "trace"')
+    secure.send_signal(signal.SIGHUP)
+    wait_for(lambda: "SIGHUP: nothing was changed: " in secure.log(), 10, "it says so")
+    assert shown_certificate(secure) == first
+    assert " trace " not in secure.log(), "the level has changed"

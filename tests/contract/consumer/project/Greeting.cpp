@@ -11,11 +11,10 @@ namespace {
 class Greeting : public plugins::BasePlugin {
  public:
   Greeting(http::HTTPCommand* command, const plugins::BasePluginProxy* proxy) : BasePlugin(command, proxy) {
-    addPluginApi(
-        0, [](const std::map<std::string, std::string>&, const json::Object&, json::Object& response) {
-          response["greeting"] = json::String("hello from elsewhere");
-          return http::HTTPCommand::HTTP_OK;
-        });
+    addPluginApi(0, [](const std::map<std::string, std::string>&, const json::Object&, json::Object& response) {
+      response["greeting"] = json::String("hello from elsewhere");
+      return http::HTTPCommand::HTTP_OK;
+    });
   }
 };
 
