@@ -96,14 +96,19 @@ ServerChanges::List ServerChanges::replace(const std::vector<json::Object>& reco
   for (const json::Object& sighting : sightings)
     see(sighting, mIsFirst ? unlisted : changes);
   std::set<std::string> present;
+  for (const json::Object& record : records)
+    present.insert(keyOf(record));
+  std::set<std::string> gone;
+  for (const auto& [key, row] : mRows) {
+    if (!present.contains(key)) gone.insert(key);
+  }
+  std::set<std::string> done;
   for (const json::Object& record : records) {
     const std::string key = keyOf(record);
-    if (key.empty() || !present.insert(key).second) continue;
-    put(key, rowOf(record), changes);
-  }
-  std::vector<std::string> gone;
-  for (const auto& [key, row] : mRows) {
-    if (!present.contains(key)) gone.push_back(key);
+    if (key.empty() || !done.insert(key).second) continue;
+    Row row = rowOf(record);
+    rename(key, row, gone);
+    put(key, std::move(row), changes);
   }
   for (const std::string& key : gone)
     drop(key, changes);
@@ -113,16 +118,22 @@ ServerChanges::List ServerChanges::replace(const std::vector<json::Object>& reco
 
 ServerChanges::List ServerChanges::applyServers(const json::Object& delta) {
   List changes;
+  std::set<std::string> gone;
+  if (const json::Array* removed = json::arrayAt(delta, {wire::kRemoved})) {
+    for (const json::UnknownElement& key : *removed) {
+      if (const auto* text = key.getIf<json::String>()) gone.insert(*text);
+    }
+  }
   for (const json::Object& entry : objectsAt(delta, wire::kChanged).value_or(std::vector<json::Object>())) {
     const std::string key = json::textAt(entry, {wire::kKey});
     const json::Object* record = json::objectAt(entry, {wire::kRecord});
-    if (!key.empty() && record != nullptr) put(key, rowOf(*record), changes);
+    if (key.empty() || record == nullptr) continue;
+    Row row = rowOf(*record);
+    rename(key, row, gone);
+    put(key, std::move(row), changes);
   }
-  if (const json::Array* removed = json::arrayAt(delta, {wire::kRemoved})) {
-    for (const json::UnknownElement& key : *removed) {
-      if (const auto* text = key.getIf<json::String>()) drop(*text, changes);
-    }
-  }
+  for (const std::string& key : gone)
+    drop(key, changes);
   return changes;
 }
 
@@ -161,6 +172,15 @@ std::string ServerChanges::howListed(const Row& row) const {
   const auto sight = mSights.find(row.address);
   const bool isKnown = row.origin == "discovered" && sight != mSights.end() && !sight->second.how.empty();
   return isKnown ? sight->second.how : row.origin;
+}
+
+void ServerChanges::rename(const std::string& key, const Row& row, const std::set<std::string>& gone) {
+  // A server whose record has no address yet is listed by its identifier; it is the only key that is not an address.
+  if (row.id.empty() || mRows.contains(key) || !gone.contains(row.id)) return;
+  auto entry = mRows.extract(row.id);
+  if (entry.empty()) return;
+  entry.key() = key;
+  mRows.insert(std::move(entry));
 }
 
 void ServerChanges::put(const std::string& key, Row row, List& changes) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -54,6 +55,8 @@ class ServerChanges {
 
   static Row rowOf(const json::Object& record);
   static std::string keyOf(const json::Object& record);
+  /// A server that is listed under another key from now on goes on being the same.
+  void rename(const std::string& key, const Row& row, const std::set<std::string>& gone);
   void put(const std::string& key, Row row, List& changes);
   void drop(const std::string& key, List& changes);
   void see(const json::Object& sighting, List& changes);

@@ -26,6 +26,8 @@ constexpr milliseconds kFirstPause{1000};
 constexpr milliseconds kLongestPause{10'000};
 /// Servers say something every 15 seconds: after three times that, this one has gone without a word.
 constexpr std::chrono::seconds kLongestSilence{45};
+/// How long news of the list wait for those of the same moment that say why: servers send these right after.
+constexpr milliseconds kHold{200};
 constexpr std::chrono::hours kEndless{24 * 365};
 
 std::string timeNow() {
@@ -110,6 +112,7 @@ class Watch {
     };
     request.cancelled = [&] { return isOver() || std::chrono::steady_clock::now() - lastWord > kLongestSilence; };
     const auto response = mClient.exchange(std::move(request));
+    tellHeld();
     if (mFailure) return mFailure;
     if (response.error == httpclient::ErrorKind::kNone) return ended(response);
     const auto answer = readAnswer(response, mClient.url());
@@ -126,8 +129,14 @@ class Watch {
     return poll();
   }
 
+  void tellHeld() {
+    for (const json::Object& delta : std::exchange(mHeld, {}))
+      print(mChanges.applyServers(delta));
+  }
+
   bool take(const StreamEvent& event) {
     if (event.name == "hello" || event.name == "reset") {
+      mHeld.clear();
       mFailure = fetch();
       return !mFailure && !isOver();
     }
@@ -139,8 +148,10 @@ class Watch {
           Failure{ExitCode::kNonsense, std::string("the server sent an event that is no JSON object: ") + e.what()};
       return false;
     }
-    if (event.name == "servers") print(mChanges.applyServers(data));
-    if (event.name == "sightings") print(mChanges.applySightings(data));
+    const auto sights = event.name == "sightings" ? mChanges.applySightings(data) : ServerChanges::List();
+    tellHeld();
+    print(sights);
+    if (event.name == "servers") mHeld.push_back(std::move(data));
     return !isOver();
   }
 
@@ -152,6 +163,7 @@ class Watch {
   std::ostream& mErr;
   const EndWait& mWaitForEnd;
   ServerChanges mChanges;
+  std::vector<json::Object> mHeld;  ///< news of the list that are not told yet: at most those of one moment
   std::optional<Failure> mFailure;  ///< why the stream under way was given up
   bool mHasBegun = false;           ///< everything was told once
   bool mHasEvents = true;

@@ -113,6 +113,15 @@ TEST_F(Changes, TellTheDifferenceOfWholeLists) {
       ElementsAre("+ three 10.0.0.3 discovered\n", "- two 10.0.0.2 left\n"));
 }
 
+TEST_F(Changes, TakeAServerThatGetsAnAddressForTheSame) {
+  const std::string early = R"({"properties": {"displayId": "two", "build": "1"}})";
+  mChanges.applyServers(parsed(R"({"changed": [{"key": "two", "record": )" + early + "}]}"));
+  EXPECT_THAT(lines(mChanges.applyServers(parsed(R"({"changed": [{"key": "10.0.0.2", "record": )" +
+                                                 recordText("two", "10.0.0.2") + R"(}], "removed": ["two"]})"))),
+              ElementsAre("~ two 10.0.0.2 addresses - -> 10.0.0.2\n"));
+  EXPECT_THAT(lines(drop("10.0.0.2")), ElementsAre("- two 10.0.0.2 no longer listed\n"));
+}
+
 TEST_F(Changes, PassOverWhatIsNoDelta) {
   for (const char* text :
        {"{}", R"({"changed": 5, "removed": "x"})", R"({"changed": [7, {}, {"key": "k"}], "removed": [7]})"}) {

@@ -101,6 +101,17 @@ TEST_F(Watching, PrintsWhatThereIsAndWhatChanges) {
             "~ 10.0.0.9 failed: gone\n");
 }
 
+TEST_F(Watching, SaysThatAServerLeftWhenThatIsToldRightAfter) {
+  mServers =
+      std::string(kOne) +
+      R"(, {"properties": {"displayId": "two", "os": {"network": {"lastCommunicatedIp": {"ipV4": "10.0.0.2"}}}}})";
+  stream(std::string(kHello) +
+         "event: servers\ndata: {\"changed\":[],\"removed\":[\"10.0.0.2\"],\"count\":1}\n\n"
+         "event: sightings\ndata: {\"changed\":[{\"address\":\"10.0.0.2\",\"state\":\"left\"}]}\n\n");
+  EXPECT_EQ(run(), ExitCode::kDone);
+  EXPECT_THAT(mOut.str(), testing::EndsWith("- two 10.0.0.2 left\n"));
+}
+
 TEST_F(Watching, PrintsADocumentOnEachLine) {
   stream(kHello);
   run(Format::kJson);
