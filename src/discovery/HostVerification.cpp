@@ -52,6 +52,13 @@ bool isEmpty(const std::string& address, const std::string& attributes) {
   return true;
 }
 
+/// Why there are no details, in the words of the host where it has any.
+std::string reasonOf(const json::Object& response, int status) {
+  const std::string words = json::textAt(response, {Keys::STATUS, Keys::DESC});
+  const std::string reason = "It did not give its details";
+  return reason + (words.empty() ? " (HTTP status " + std::to_string(status) + ")" : ": " + words);
+}
+
 /// Whether any of the records that described the candidate describes this machine.
 bool isThisMachine(const Candidate& candidate) {
   const LocalAddresses local = localAddresses();
@@ -160,7 +167,7 @@ Verdict HostVerification::askRemote(const Candidate& candidate) {
                            "RemoteServerDiscovery:addDiscoveredHost:IP is FOUND in mapUnreachableIP Hence NOT going to "
                            "make getRemoteServerDetails call:%1%") %
         candidate.address;
-    return failed("It did not give its details; it is asked again when it announces itself or is searched for");
+    return {};  // why it did not answer has been told
   }
   utils::formatted_log_t(utils::LOG_INVENTORY,
                          "RemoteServerDiscovery:addDiscoveredHost:IP is not found in mapUnreachableIP Hence going to "
@@ -184,8 +191,7 @@ Verdict HostVerification::askDetails(const Candidate& candidate) {
   const bool isAccepted = candidate.isLegacyServer ? fileLegacy(candidate, response, status, isFiled)
                                                    : status == HTTPCommand::HTTP_OK && fileCurrent(candidate, response);
   if (!isAccepted) {
-    return {Outcome::kFailed, "It did not give its details (HTTP status " + std::to_string(status) + ")",
-            Verdict::Fetch::kFailed, ""};
+    return {Outcome::kFailed, reasonOf(response, status), Verdict::Fetch::kFailed, ""};
   }
   if (isFiled) return {Outcome::kVerified, "", Verdict::Fetch::kAnswered, ""};
   return {Outcome::kFailed, "It is an older server of a build that is not listed", Verdict::Fetch::kAnswered, ""};

@@ -113,9 +113,7 @@ Status searchServer(const ServerDiscoveryPlugin& plugin, discovery::ServerDiscov
   const http::RestApi search(http::RestApi::POST, resourcePath({"searchserver_"}), false);
   json::Object reply;
   if (plugin.executePlugin(&search, request, reply) != http::HTTPCommand::HTTP_OK) {
-    utils::observer::sighted(
-        {address, "", Sighting::Source::kSearch, Sighting::Outcome::kFailed, "No server was found there"});
-    setFailure(response);
+    setFailure(response);  // the host, which knows why, tells the observer
     describeReach(response, requestUri, false);
     return http::HTTPCommand::HTTP_BAD_REQUEST;
   }

@@ -35,12 +35,11 @@ TEST_F(ObservedVerification, OfAServerThatGivesItsDetailsIsVerified) {
 }
 
 TEST_F(ObservedVerification, OfAServerThatGivesNoDetailsSaysWhy) {
+  peers.answer(kIp, 502, parsed(R"({"status":{"code":502,"desc":"The certificate has changed"}})"));
   verify(kAttributes);
   verify(kAttributes);
   EXPECT_EQ(mObserver.sightings(),
-            (Texts{"slp failed 10.0.0.9 (It did not give its details (HTTP status 502))",
-                   "slp failed 10.0.0.9 (It did not give its details; it is asked again when it announces itself or is "
-                   "searched for)"}));
+            Texts{"slp failed 10.0.0.9 (It did not give its details: The certificate has changed)"});
   EXPECT_EQ(mObserver.count("details_fetches", "failed"), 1U) << "the second time it was not asked";
 }
 
