@@ -15,7 +15,8 @@ import threading
 HERE = pathlib.Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE.parents[1] / "lab"))
 
-from segment import Segment  # noqa: E402
+from responders import Responder  # noqa: E402
+from segment import Segment, join_by_router  # noqa: E402
 from server import Build, Server  # noqa: E402
 
 # Everything happens soon, so that nobody has to wait for it.
@@ -30,20 +31,23 @@ SETTINGS = {
 class Network:
     """What the tests may ask for, each by the name of a method; what it returns goes back as JSON."""
 
-    def __init__(self, segment, folder):
+    def __init__(self, segment, far, folder):
         self._segment = segment
+        self._far = far
         self._folder = folder
         self._build = Build(pathlib.Path(os.environ["KVT_TEST_SERVER"]), pathlib.Path(os.environ["KVT_TEST_CONTROL"]))
         self._servers = {}
+        self._responders = []
+        self.watching = segment.host("one")
+        far.host("quiet")  # behind a router, where nobody finds it
+        join_by_router(segment, far)
 
-    def add_host(self, name):
-        return self._segment.host(name)
-
-    def start(self, name, identifier=None, settings=None):
+    def start(self, name):
         """A server on a host of its own, which is made when there is none. Returns its addresses."""
         if name not in self._servers:
-            host = next((each for each in self._segment.hosts if each.name == name), None) or self.add_host(name)
-            self._servers[name] = self._make(host, identifier, settings or {})
+            made = {each.name: each for each in [*self._segment.hosts, *self._far.hosts]}
+            host = made.get(name) or self._segment.host(name)
+            self._servers[name] = self._make(host)
         self._servers[name].start()
         return self.addresses(name)
 
@@ -51,12 +55,17 @@ class Network:
         host = self._servers[name].host
         return {"ipv4": host.ipv4, "ipv6": host.ipv6}
 
-    def _make(self, host, identifier, settings):
+    def _make(self, host):
         state = pathlib.Path(self._folder) / f"{host.name}-state"
-        wanted = {**SETTINGS, "server.state_dir": state, **settings}
-        if identifier is not None:
-            wanted["server.local_server_id"] = identifier
-        return Server(host, self._build, self._folder, settings=wanted, plugin_dir=os.environ["KVT_TEST_PLUGINS"])
+        settings = {**SETTINGS, "server.state_dir": state}
+        return Server(host, self._build, self._folder, settings=settings, plugin_dir=os.environ["KVT_TEST_PLUGINS"])
+
+    def pretend(self, identifier):
+        """Something that registers itself as a server of that name, which no real one would take."""
+        host = self._segment.host("pretender")
+        host.name = identifier
+        self._responders.append(Responder(self._build, host))
+        self._responders[-1].wait_until_registered()
 
     def stop(self, name):
         """Ends it as an administrator would: it says that it leaves."""
@@ -68,6 +77,8 @@ class Network:
     def finish(self):
         for server in self._servers.values():
             server.kill()
+        for responder in self._responders:
+            responder.close()
 
 
 def answer(connection, network):
@@ -99,13 +110,12 @@ def serve(path, network):
 
 
 def main():
-    with tempfile.TemporaryDirectory(prefix="kvt-page-") as folder, Segment() as segment:
-        network = Network(segment, folder)
-        watching = network.add_host("one")
+    with tempfile.TemporaryDirectory(prefix="kvt-page-") as folder, Segment() as segment, Segment(1) as far:
+        network = Network(segment, far, folder)
         control = os.path.join(folder, "control")
         try:
             with serve(control, network):
-                command = watching.command(
+                command = network.watching.command(
                     shutil.which("node"), "--test", "--test-reporter=spec", HERE / "hosts" / "hosts.test.mjs"
                 )
                 return subprocess.run(command, env=dict(os.environ, KVT_CONTROL=control), check=False).returncode

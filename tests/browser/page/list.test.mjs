@@ -95,6 +95,17 @@ test('the details follow what changes, and keep what was folded', () => inPage(a
   await page.locator('#panel').waitFor({ state: 'hidden' });
 }, withExamples));
 
+test('the details stay open when the server is called at an address, and its row has another key', () => inPage(async (page, server) => {
+  await enter(page);
+  const before = { properties: { displayId: 'newcomer', health: { state: 'ok' } } };
+  server.send('servers', { changed: [{ key: 'newcomer', record: before }], removed: [], count: 1 });
+  await row(page, 'newcomer').click();
+  await page.getByRole('heading', { name: 'Record' }).waitFor();
+  server.send('servers', { changed: [{ key: '10.0.0.7', record: makeRecord('newcomer', '10.0.0.7') }], removed: ['newcomer'], count: 1 });
+  await page.locator('#panel .facts').getByText('10.0.0.7', { exact: true }).waitFor();
+  assert.equal(await page.locator('.grid-row[aria-selected="true"] .cell-name').textContent(), 'newcomer');
+}));
+
 test('text from peers is text: markup, controls, other directions and lengths do nothing', () => inPage(async (page, server) => {
   await enter(page);
   const hostile = makeRecord(HOSTILE_NAME, '10.0.0.66', {

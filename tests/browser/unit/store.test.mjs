@@ -117,6 +117,15 @@ test('a record that changes its key within one delta is there once', () => {
   assert.deepEqual(keysOf(store), ['10.0.0.2']);
 });
 
+test('a server whose key has changed is found again, unless others have its identifier', () => {
+  const store = storeOf([{ properties: { displayId: 'two' } }]);
+  const before = store.row('two');
+  store.applyServers({ changed: [{ key: '10.0.0.2', record: makeRecord('two', '10.0.0.2') }], removed: ['two'] });
+  assert.equal(store.successor(before).key, '10.0.0.2');
+  store.applyServers({ changed: [{ key: '10.0.0.3', record: makeRecord('two', '10.0.0.3') }] });
+  assert.equal(store.successor(before), undefined);
+});
+
 test('a row that nothing happened to is the same object as before', () => {
   const store = storeOf([makeRecord('one', '10.0.0.1'), makeRecord('two', '10.0.0.2')]);
   const before = store.row('10.0.0.1');

@@ -25,6 +25,7 @@ let lastUser = '';
 let status;
 let peers = [];
 let panel = ''; // '', 'status' or the key of a row before which stands "row:"
+let openedRow; // as it was shown last
 let shown = []; // rows
 let toldCount; // listed servers when somebody was last told
 
@@ -124,14 +125,22 @@ function showPanel() {
   byId('status-button').setAttribute('aria-expanded', panel === 'status');
   const key = panel.startsWith('row:') ? panel.slice('row:'.length) : undefined;
   const row = key === undefined ? undefined : store.row(key);
-  if (key !== undefined && !row && !store.isLoading) return closePanel('This server is no longer there');
+  if (key !== undefined && !row && !store.isLoading) return followOrClose();
   byId('panel').hidden = panel === '';
   // On a phone it covers everything else, so nothing else may be reached.
   byId('main').inert = panel !== '' && isNarrow.matches;
   table.setOpened(key);
   if (panel === 'status') showStatus(byId('panel-body'), status);
+  openedRow = row;
   if (row) details.show(row, { canEdit: canEdit(), peers });
   byId('panel-title').replaceChildren(panel === 'status' ? 'Discovery' : row ? foreign(row.name) : '');
+}
+
+function followOrClose() {
+  const successor = openedRow && store.successor(openedRow);
+  if (!successor) return closePanel('This server is no longer there');
+  panel = `row:${successor.key}`;
+  showPanel();
 }
 
 function openPanel(next, takesFocus) {
@@ -146,6 +155,7 @@ function closePanel(why = '') {
   const wasStatus = panel === 'status';
   const hadFocus = byId('panel').contains(document.activeElement);
   panel = '';
+  openedRow = undefined;
   details.clear();
   byId('panel').hidden = true;
   byId('main').inert = false;

@@ -55,7 +55,7 @@ function sections(status) {
   const dropped = figures(announcements?.dropped);
   const failures = figures(peers?.failures);
   return [
-    ['Discovery', [['State', discovery?.isRunning ? 'runs' : 'does not run'], ['Passes', discovery?.passes], ...lastPass(discovery)]],
+    ['Discovery', [['Now', discovery?.isRunning ? 'a pass goes on' : 'waits for the next pass'], ['Passes', discovery?.passes], ...lastPass(discovery)]],
     ['Servers', [['Listed', servers?.listed], ['Verified', servers?.verified], ['Failed', servers?.failed], ['Added by hand', servers?.byHand]]],
     ['Announcements', [['Received', announcements?.received], ...dropped.map(([name, value]) => [[ 'Dropped: ', name ], value])]],
     ['SLP', figures(status.slp)],
@@ -79,7 +79,7 @@ export function showStatus(body, status) {
 /** The same in one line. */
 export function statusLine(status, now) {
   if (!status?.discovery) return '';
-  if (!status.discovery.isRunning) return 'does not run';
-  const pass = status.discovery.lastPass;
-  return pass ? `${counted(pass.found ?? 0, 'server')} found, ${ago(timeOf(pass.began), now)}` : 'first pass';
+  const { lastPass: pass, isRunning } = status.discovery;
+  if (pass) return `${counted(pass.found ?? 0, 'server')} found, ${ago(timeOf(pass.began), now)}`;
+  return isRunning ? 'first pass' : 'no pass yet';
 }

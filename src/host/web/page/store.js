@@ -65,6 +65,17 @@ export class Store {
     return this.#rows.get(key);
   }
 
+  /**
+   * The row that a server has now whose row has gone: its key changes once it has been called at an address. Nothing
+   * when several servers have its identifier.
+   */
+  successor(row) {
+    const idOf = (each) => each.record?.properties?.displayId;
+    const id = idOf(row);
+    const same = typeof id === 'string' ? this.rows().filter((each) => idOf(each) === id) : [];
+    return same.length === 1 ? same[0] : undefined;
+  }
+
   own() {
     return this.rows().find((row) => row.isOwn);
   }
