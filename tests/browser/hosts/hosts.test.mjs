@@ -89,7 +89,7 @@ test('the list fills by discovery while one watches', async () => {
   await until(async () => (await names(page)).join() === 'one,three,two', 'two and three are listed', SECONDS);
   await until(async () => /Announced|SLP/.test(await row(page, 'two').textContent()), 'how it came in is told', SECONDS);
   await row(page, 'two').click();
-  await page.getByText('Verified: it told its details itself.').first().waitFor({ timeout: SECONDS * 1000 });
+  await page.getByText('Verified: its record comes from it itself.').first().waitFor({ timeout: SECONDS * 1000 });
   await picture(page, 'hosts-details');
   await assertAccessible(page, 'details of a real server');
   await page.keyboard.press('Escape');
@@ -102,6 +102,34 @@ test('discovery tells how it fares', async () => {
   await picture(page, 'hosts-discovery');
   await assertAccessible(page, 'discovery of a real server');
   await page.locator('#panel-close').click();
+});
+
+test('without a mouse: to the filter, into the table, the details and back', async () => {
+  const focused = () => page.evaluate(() => document.activeElement.querySelector('.cell-name')?.textContent ?? document.activeElement.id);
+  await page.keyboard.press('/');
+  assert.equal(await focused(), 'filter');
+  await page.keyboard.type('two');
+  await until(async () => (await names(page)).join() === 'two', 'the list is narrowed');
+  await page.keyboard.press('ArrowDown');
+  assert.equal(await focused(), 'two');
+  await page.keyboard.press('Enter');
+  assert.equal(await focused(), 'panel-title');
+  await page.keyboard.press('Escape');
+  assert.equal(await focused(), 'two');
+  await page.keyboard.press('/');
+  await page.keyboard.press('Delete');
+  await until(async () => (await names(page)).length === 3, 'all are there again');
+});
+
+test('dark and 320 pixels wide', async () => {
+  await page.emulateMedia({ colorScheme: 'dark' });
+  await page.setViewportSize({ width: 320, height: 640 });
+  await row(page, 'two').waitFor();
+  assert.ok(await page.evaluate(() => document.documentElement.scrollWidth <= innerWidth), 'it fits');
+  await picture(page, 'hosts-phone-dark');
+  await assertAccessible(page, 'the list on a phone');
+  await page.emulateMedia({ colorScheme: 'light' });
+  await page.setViewportSize({ width: 1280, height: 800 });
 });
 
 test('a peer that leaves is seen to leave', async () => {
@@ -124,6 +152,7 @@ test('a server that does not make itself known is searched for, added and remove
   await page.getByRole('button', { name: 'Remove from the list' }).click();
   await page.getByRole('button', { name: 'Remove', exact: true }).click();
   await row(page, 'quiet').waitFor({ state: 'detached' });
+  assert.equal(await row(page, '10.88.0.250').count(), 0, 'a search in vain leaves no row');
 });
 
 test('a peer whose name is markup is a name like any other', async () => {

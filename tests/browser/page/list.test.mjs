@@ -76,7 +76,7 @@ test('the details tell what is known, why it is there, and the record', () => in
   const panel = page.locator('#panel');
   await panel.getByRole('heading', { name: 'Why it is here' }).waitFor();
   assert.deepEqual(await panel.locator('.why tbody th').allTextContents(), ['Search', 'By hand']);
-  await panel.getByText('Verified: it told its details itself.').waitFor();
+  await panel.getByText('Verified: its record comes from it itself.').waitFor();
   await panel.getByText('"archive-berlin"').waitFor();
   assert.equal(await panel.getByRole('link').getAttribute('href'), 'https://192.168.40.7:8443/');
 }, withExamples));

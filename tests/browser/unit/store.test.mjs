@@ -179,11 +179,18 @@ test('a sighting of another address of the server counts, too', () => {
 });
 
 test('what failed and is not listed has a row, which goes when it is listed', () => {
-  const store = storeOf([], [seen('10.0.0.7', 'failed', {}, { reason: 'the certificate has changed' }), seen('10.0.0.8', 'seen')]);
+  const store = storeOf([], [seen('10.0.0.7', 'failed', undefined, { reason: 'the certificate has changed' }), seen('10.0.0.8', 'seen')]);
   assert.deepEqual(store.rows().map((row) => [row.isListed, row.health.level, row.reason]), [[false, 'failed', 'the certificate has changed']]);
   store.applySightings({ changed: [seen('10.0.0.7')] });
   store.applyServers({ changed: [{ key: '10.0.0.7', record: makeRecord('seven', '10.0.0.7') }] });
   assert.deepEqual(keysOf(store), ['10.0.0.7']);
+});
+
+test('an address that was only searched for in vain has no row, one that was verified before has', () => {
+  const search = { search: { first: T1, last: T2 } };
+  const store = storeOf([], [seen('10.0.0.7', 'failed', search), seen('10.0.0.8', 'failed', search, { verified: T1 })]);
+  assert.deepEqual(store.rows().map((row) => row.name), ['someone']);
+  assert.equal(store.rows()[0].addresses[0], '10.0.0.8');
 });
 
 test('a record that names the address of another does not hide that the other failed, nor fails with it', () => {

@@ -71,7 +71,7 @@ function verdictOf(sighting) {
   const verified = when(timeOf(sighting.verified));
   const failed = when(timeOf(sighting.failed));
   const sentences = {
-    verified: ['Verified: it told its details itself. ', verified],
+    verified: ['Verified: its record comes from it itself. ', verified],
     failed: ['Not verified. ', failed],
     seen: ['Seen, not yet verified.'],
     left: ['It said that it leaves.'],

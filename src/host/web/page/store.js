@@ -162,11 +162,13 @@ export class Store {
 
   /**
    * What failed is shown although it is not listed. A record is not believed when it names such an address among its
-   * own: it could hide another's failure.
+   * own: it could hide another's failure. An address that was only ever searched for in vain may be a slip of the pen.
    */
   #lostRow(host) {
     const sighting = this.#sightings.get(host);
     if (sighting?.state !== 'failed' || this.#records.has(host)) return undefined;
+    const isKnown = sighting.verified || Object.keys(sighting.sources ?? {}).some((source) => source !== 'search');
+    if (!isKnown) return undefined;
     return makeRow(LOST + host, undefined, [sighting]);
   }
 }
