@@ -12,6 +12,7 @@
 #include "host/net/Address.h"
 #include "host/openapi/OpenApi.h"
 #include "host/service/Notification.h"
+#include "host/web/Pages.h"
 
 namespace host {
 namespace {
@@ -76,6 +77,7 @@ Server::Server(const Settings& settings)
   mEvents = std::make_unique<Events>(std::move(source));
   mEvents->addRoutes(*mRoutes);
   addOpenApi(*mRoutes);
+  addPages(*mRoutes);
   addObserveRoutes(*mRoutes, mObservatory);
   mSecurity = std::make_unique<Security>(settings, mState, preferences.get_uri_prefix(), *mRoutes);
   mSecurity->addRoutes(*mRoutes);
