@@ -88,6 +88,7 @@ class Server:
 
     def spawn(self):
         environment = dict(os.environ, SLP_CONF=os.fspath(self._slp_file))
+        self._earlier = self.log_file.stat().st_size if self.log_file.exists() else 0
         with open(self.log_file, "ab") as log:
             self.process = subprocess.Popen(
                 self._command, stdin=subprocess.DEVNULL, stdout=log, stderr=log, env=environment

@@ -70,6 +70,7 @@ Server::Server(const Settings& settings)
   mDispatcher = std::make_unique<Dispatcher>(*PluginManager::get_instance(), preferences, settings.limits,
                                              HostResources::promptTemplates());
   mRoutes = std::make_unique<Routes>(preferences.get_uri_prefix(), *mDispatcher);
+  if (const auto problem = Peers::problemOf(settings.peers)) throw ConfigurationError(*problem);
   mPeers = std::make_unique<Peers>(settings.peers, mState);
   mPeers->addRoutes(*mRoutes);
   EventSource source = resourceEvents(*PluginManager::get_instance());

@@ -85,7 +85,7 @@ def test_health_is_told(serving):
 
 @pytest.mark.parametrize(
     "path",
-    ["/", "/nowhere", "/1.0", "/1.0/", "/1.0/servers/two", "/1.0/servers/self/x", "/2.0/servers", "/1.0/../etc/passwd"],
+    ["/nowhere", "/1.0", "/1.0/", "/1.0/servers/two", "/1.0/servers/self/x", "/2.0/servers", "/1.0/../etc/passwd"],
 )
 def test_an_unknown_path_is_404_with_a_status_block(serving, path):
     answer = serving.get(path)

@@ -57,7 +57,7 @@ void addTlsKeys(std::vector<SettingKey>& keys) {
   using Version = TlsSettings::Version;
   keys.push_back(flagKey<TlsSettings>("tls", "enabled",
                                       "Whether clients are served over TLS. Without it passwords can be read on their "
-                                      "way: for a proxy on this machine only. Default false.",
+                                      "way: for a proxy on this machine only. Default true.",
                                       {&Settings::tls, &TlsSettings::isEnabled}));
   keys.push_back(
       textKey<TlsSettings>("tls", "certificate",
@@ -81,7 +81,7 @@ void addTlsKeys(std::vector<SettingKey>& keys) {
 void addAccessKeys(std::vector<SettingKey>& keys) {
   keys.push_back({"access", "anonymous",
                   "What may be done without a login: \"none\", \"viewer\" (read) or \"operator\" (change). SIGHUP "
-                  "reads it anew, as the rest of this section. Default \"operator\".",
+                  "reads it anew, as the rest of this section. Default \"none\".",
                   [](Settings& settings, const ConfigValue& value) -> Problem {
                     std::string text;
                     if (auto problem = takeText(value, text)) return problem;
@@ -142,7 +142,7 @@ void addPeerKeys(std::vector<SettingKey>& keys) {
   keys.push_back(
       flagKey<PeerSettings>("peers", "allow_http",
                             "Whether servers are called without TLS that say that they have none. Whoever is "
-                            "between can then answer in their place. SIGHUP reads it anew. Default true.",
+                            "between can then answer in their place. SIGHUP reads it anew. Default false.",
                             {&Settings::peers, &PeerSettings::mayUseHttp}));
 }
 

@@ -31,7 +31,7 @@ struct Limits {
 
 struct TlsSettings {
   enum class Version { kTls12, kTls13 };
-  bool isEnabled = false;
+  bool isEnabled = true;
   std::string certificateFile;  ///< PEM, with the chain; "": one that the server makes in its state directory
   std::string keyFile;          ///< PEM
   Version leastVersion = Version::kTls12;
@@ -39,7 +39,7 @@ struct TlsSettings {
 
 /// Who may use the server, and for how long.
 struct AccessSettings {
-  Role anonymous = Role::kOperator;  ///< the role of somebody who has not logged in
+  Role anonymous = Role::kNobody;  ///< the role of somebody who has not logged in
   std::chrono::milliseconds sessionIdle = std::chrono::minutes(30);
   std::chrono::milliseconds sessionLifetime = std::chrono::hours(12);
   unsigned int loginAttempts = 5;  ///< failed ones in a row until the lock-out
@@ -50,7 +50,7 @@ struct AccessSettings {
 struct PeerSettings {
   std::vector<std::string> allowedNetworks;  ///< "192.0.2.0/24"; empty: private, link-local and the machine's own ones
   std::string caFile;                        ///< PEM; "": a certificate is pinned at the first contact
-  bool mayUseHttp = true;                    ///< to servers that say that they have no TLS
+  bool mayUseHttp = false;                   ///< to servers that say that they have no TLS
 };
 
 /// The whole configuration, sealed once the server runs. Every member has a default.

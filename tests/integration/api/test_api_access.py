@@ -9,7 +9,7 @@ from conftest import status_text
 
 PAGE = pathlib.Path(__file__).resolve().parents[3] / "SECURITY.md"
 LOG_IN_FIRST = "Log in first"
-RANK = {"everybody": 0, "viewer": 1, "operator": 2}
+RANK = {"everybody": 0, "login": 1, "viewer": 1, "operator": 2}
 
 
 def rows():

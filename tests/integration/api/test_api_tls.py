@@ -22,7 +22,9 @@ def raw(server, *pieces):
             with contextlib.suppress(ConnectionError):
                 for piece in pieces:
                     connection.sendall(piece)
+            with contextlib.suppress(OSError):
                 connection.shutdown(socket.SHUT_WR)
+            with contextlib.suppress(ConnectionError):
                 while piece := connection.recv(65536):
                     answer += piece
             return answer

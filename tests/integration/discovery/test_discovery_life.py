@@ -15,7 +15,7 @@ CHANGED = "ServerDiscoveryPl::startIPChangeMonitorThread:Both the IP set has val
 JOINS = "HeartBeatWin:performMulticast:Join multicast group:"
 SHUTS_DOWN = "ServerDiscoveryPlugin shutdown"
 
-# What an undisturbed life complains of. The second line and the third are the inventory's: it withdraws once more.
+# What an undisturbed life complains of, each once or more. The second line and the third are the inventory's: it withdraws once more.
 COMPLAINTS = [
     "RemoteServerDiscoveryJob::slpAttributeCallback failed with error code: 1, for IP=",
     r"RemoteServerDiscovery:slpRegistrationReport:SLP (de)registration failed : error code -3\n",
@@ -57,7 +57,7 @@ def test_an_undisturbed_life_is_four_records_and_no_error_that_is_not_expected(s
     assert {record.address for record in records} == {record.source for record in records} == {one.host.ipv4}
     assert [record.attributes for record in records[2:]] == ["", ""]
     assert one.passes() == 2
-    assert complaints(one.server.log()) == COMPLAINTS
+    assert list(dict.fromkeys(complaints(one.server.log()))) == COMPLAINTS
 
 
 def test_a_hidden_server_ends_in_time_in_the_middle_of_a_pass_and_says_one_empty_farewell(

@@ -31,7 +31,10 @@ class ServerTest : public testing::Test {
   ServerTest() {
     mSettings.listen = {{"127.0.0.1", 0}};
     mSettings.stateDirectory = mState.path().string();
+    mSettings.tls.isEnabled = false;
+    mSettings.access.anonymous = host::Role::kOperator;
     mSettings.peers.allowedNetworks = {"127.0.0.0/8"};
+    mSettings.peers.mayUseHttp = true;
   }
   ~ServerTest() override {
     mServer.reset();

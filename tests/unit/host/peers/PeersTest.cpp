@@ -72,7 +72,7 @@ class PeersTest : public testing::Test {
   host_test::WatchedSightings mWatched;
   host_test::TemporaryDirectory mPlace;
   const state::Directory mDirectory{(mPlace.path() / "state").string()};
-  PeerSettings mSettings;
+  PeerSettings mSettings{{}, "", true};
   std::unique_ptr<Peers> mPeers;
 };
 

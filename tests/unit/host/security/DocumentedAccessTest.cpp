@@ -73,6 +73,7 @@ class DocumentedAccessOfAServer : public testing::Test {
  protected:
   DocumentedAccessOfAServer() {
     mSettings.listen = {{"127.0.0.1", 0}};
+    mSettings.tls.isEnabled = false;
     mSettings.access.anonymous = host::Role::kNobody;
     std::string name = fs::temp_directory_path() / "kvt-access-XXXXXX";
     mSettings.stateDirectory = mkdtemp(name.data());
