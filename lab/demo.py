@@ -11,7 +11,7 @@ import time
 
 from forward import Forwarder
 from segment import Segment
-from server import Build, Server
+from server import Build, SecureServer
 
 SECOND_ADDRESS = "10.88.0.12"
 
@@ -26,8 +26,7 @@ def say(text=""):
 class Show:
     """The servers that run, and what has been shown of their lists."""
 
-    def __init__(self, build):
-        self._build = build
+    def __init__(self):
         self.servers = []
         self._shown = {}
 
@@ -54,7 +53,7 @@ class Show:
         self.watch(f"they list {', '.join(names)}", lambda text: names_in(text) == sorted(names))
 
     def _list(self, server):
-        return server.host.run(self._build.control, "--server", "http://127.0.0.1:8443", "servers", "list").stdout
+        return server.kvtctl("servers", "list").stdout
 
 
 def names_in(text):
@@ -62,7 +61,7 @@ def names_in(text):
 
 
 def tell(show, hosts, build, folder):
-    one, two, three = (Server(host, build, folder, settings=SETTINGS) for host in hosts)
+    one, two, three = (SecureServer(host, build, folder, settings=SETTINGS) for host in hosts)
     for server in (one, two, three):
         show.servers.append(server)
         server.start()
@@ -83,12 +82,16 @@ def tell(show, hosts, build, folder):
 def keep_running(servers, build):
     with Forwarder() as forwarder:
         urls = []
-        say("Until Ctrl-C, open in a browser of this machine:")
+        say("Open in a browser of this machine, which warns, because each server has signed its certificate itself:")
         for number, server in enumerate(servers, start=1):
             port = forwarder.open(server.host, server.host.ipv4, server.PORT, 8440 + number)
-            urls.append(f"http://127.0.0.1:{port}")
-            say(f"  {server.host.name:8}{urls[-1]}/1.0/servers")
-        say(f"or ask: {os.path.relpath(build.control)} --server {urls[0]} servers list")
+            urls.append(f"https://127.0.0.1:{port}")
+            say(f"  {server.host.name:8}{urls[-1]}/")
+        say(f'and log in as "{SecureServer.USER}" with the password "{SecureServer.PASSWORD}"; or with it:')
+        control = f"{os.path.relpath(build.control)} --server {urls[0]}"
+        say(f"  {control} login --user {SecureServer.USER}")
+        say(f"  {control} servers list")
+        say("Ctrl-C ends it.")
         signal.pause()
 
 
@@ -97,7 +100,7 @@ def run(build, once):
         hosts = [segment.host(name) for name in ("one", "two", "three")]
         say("Three hosts on one network, with a server on each. Nobody tells any of them an address.")
         say()
-        show = Show(build)
+        show = Show()
         try:
             tell(show, hosts, build, folder)
             if not once:

@@ -200,6 +200,11 @@ class SecureServer(Server):
             raise RuntimeError(f"{self.host.name} lets {user} not log in: {answer.status} {answer.body!r}")
         return {"Cookie": answer.headers["Set-Cookie"].split(";")[0], "X-CSRF-Token": answer.json["value"]["csrfToken"]}
 
+    def kvtctl(self, *words, **options):
+        """Runs it on the same host, as the operator."""
+        own = {"KVT_TOKEN": self.token, "XDG_CONFIG_HOME": os.fspath(self.state.with_suffix(".kvtctl"))}
+        return self.host.run(self._control, *words, env={**os.environ, **own}, **options)
+
     def make_token(self, name, role):
         answer = self.post("/1.0/tokens", {"name": name, "role": role}, headers=self.log_in())
         return answer.json["value"]["token"]

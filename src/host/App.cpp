@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "framework/launcher/Preferences.h"
 #include "framework/utils/LinuxSystem.h"
 #include "framework/utils/Log.h"
 #include "host/ExitCodes.h"
@@ -17,6 +18,7 @@
 #include "host/Version.h"
 #include "host/config/CommandLine.h"
 #include "host/config/LogLevel.h"
+#include "host/http/Translate.h"
 #include "host/net/Address.h"
 #include "host/service/Notification.h"
 #include "host/service/Reload.h"
@@ -68,8 +70,20 @@ std::string reachableAddress(const Endpoint& endpoint) {
   return address.empty() ? "127.0.0.1" : address;
 }
 
-/// One line that says where the server is and what it serves.
-void announce(const std::vector<Endpoint>& endpoints, const std::vector<PluginInfo>& plugins) {
+/// What the paths of this server begin with.
+std::string uriPath() {
+  return std::string(pathOfPrefix(launcher::Preferences::get_instance()->get_uri_prefix()));
+}
+
+/// The page of this server as a browser on this machine opens it, which may make the first account.
+std::string localPage(const Endpoint& endpoint) {
+  const bool isEverywhere = endpoint.address == "::" || endpoint.address == "0.0.0.0";
+  return endpoint.scheme + "://" + (isEverywhere ? "127.0.0.1" : bracketed(endpoint.address)) + ':' +
+         std::to_string(endpoint.port) + uriPath() + '/';
+}
+
+/// One line that says where the server is and what it serves, and one more when nobody can use it yet.
+void announce(const std::vector<Endpoint>& endpoints, const std::vector<PluginInfo>& plugins, bool needsAccount) {
   std::ostringstream line;
   line << "kvt-server " << kVersion << " listens on ";
   const char* separator = "";
@@ -78,12 +92,15 @@ void announce(const std::vector<Endpoint>& endpoints, const std::vector<PluginIn
     separator = ", ";
   }
   const Endpoint& first = endpoints.front();
-  line << "; open " << first.scheme << "://" << bracketed(reachableAddress(first)) << ':' << first.port
-       << "/1.0/servers; plug-ins: " << (plugins.empty() ? "none" : "");
+  line << "; open " << first.scheme << "://" << bracketed(reachableAddress(first)) << ':' << first.port << uriPath()
+       << "/; plug-ins: " << (plugins.empty() ? "none" : "");
   separator = "";
   for (const PluginInfo& plugin : plugins) {
     line << separator << plugin.name << ' ' << plugin.version << " (" << plugin.file << ')';
     separator = ", ";
+  }
+  if (needsAccount) {
+    line << "\nThere is no account yet: open " << localPage(first) << " on this machine, or run: kvtctl user add NAME";
   }
   std::cout << line.str() << std::endl;
 }
@@ -166,7 +183,7 @@ int serve(const Invocation& invocation, const CommandLine& line) {
   const auto endpoints = server.listen();
   if (!endpoints) return fail(kExitUnavailable, endpoints.error());
   server.start(directory);
-  announce(*endpoints, server.plugins());
+  announce(*endpoints, server.plugins(), server.security().needsAccount());
   Reload reload(settings);
   addLogTo(reload);
   reload.add({"access"}, [&server](const Settings& changed) -> Result<Reload::Commit> {

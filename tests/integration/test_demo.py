@@ -5,6 +5,7 @@ import os
 import pathlib
 import re
 import signal
+import ssl
 import subprocess
 import sys
 import time
@@ -48,7 +49,7 @@ def launch(build, folder, *arguments):
 
 def wait_for_prompt(demo):
     """What it prints until it waits for its end."""
-    return read_until(demo.stdout, "or ask:", 100)
+    return read_until(demo.stdout, "Ctrl-C ends it", 100)
 
 
 def acts(text):
@@ -90,13 +91,28 @@ def test_the_show_tells_what_happens_and_how_each_list_follows_and_then_ends(dem
     assert last_lists(after_leave) == {"one": ["one", "two"], "two": ["one", "two"]}
 
 
+def log_in(address, user, password):
+    """A browser that has seen the page and logged in."""
+    anybody = ssl.create_default_context()
+    anybody.check_hostname = False
+    anybody.verify_mode = ssl.CERT_NONE
+    browser = urllib.request.build_opener(
+        urllib.request.HTTPSHandler(context=anybody), urllib.request.HTTPCookieProcessor()
+    )
+    assert b"<title>" in browser.open(address, timeout=10).read()
+    body = json.dumps({"user": user, "password": password}).encode()
+    assert browser.open(address + "1.0/session", body, timeout=10).status == 200
+    return browser
+
+
 def test_it_keeps_the_servers_within_reach_until_it_is_ended(demo, tmp_path):
     process = demo()
     text = wait_for_prompt(process)
-    addresses = re.findall(r"http://127\.0\.0\.1:\d+/1\.0/servers", text)
+    addresses = re.findall(r"^  \w+ +(https://127\.0\.0\.1:\d+/)$", text, flags=re.MULTILINE)
     assert len(addresses) == 2, text
-    held = [urllib.request.urlopen(address, timeout=10) for address in addresses]
-    assert [json.load(answer)["count"] for answer in held] == [2, 2]
+    user, password = re.search(r'log in as "(.+)" with the password "(.+)";', text).groups()
+    held = [log_in(address, user, password) for address in addresses]
+    assert [json.load(browser.open(address + "1.0/servers", timeout=10))["count"] for browser, address in zip(held, addresses)] == [2, 2]
     process.send_signal(signal.SIGINT)
     rest, _ = process.communicate(timeout=30)
     assert (process.returncode, rest.strip()) == (0, "")

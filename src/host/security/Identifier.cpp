@@ -88,6 +88,11 @@ Identity Identifier::bySession(const std::string& id) {
           }};
 }
 
+bool Identifier::needsAccount() {
+  const auto reading = accounts();
+  return mAnonymous < Role::kOperator && reading.problem.empty() && reading.book->accounts.empty();
+}
+
 Identity Identifier::nobody() {
   const Role role = mAnonymous;
   return {.role = role, .holds = [this, role] { return mAnonymous >= role; }};

@@ -30,6 +30,8 @@ class Identifier {
   /// Accounts and sessions must outlive it, and it every identity.
   Identifier(const state::Accounts& accounts, Sessions& sessions, Role anonymous);
 
+  /// Whether somebody must make the first account before anybody can use the server.
+  bool needsAccount();
   void setAnonymous(Role role) { mAnonymous = role; }
   Role anonymous() const { return mAnonymous; }
 

@@ -32,6 +32,8 @@ class Security {
   /// What stands before `next`.
   Gate& gate() { return mGate; }
   void addRoutes(Routes& routes);
+  /// Whether somebody must make the first account before anybody can use the server.
+  bool needsAccount() { return mIdentifier.needsAccount(); }
   /// Takes over the settings, also for the sessions and lock-outs that there are.
   void reload(const AccessSettings& settings);
   /// Drops the logins that wait and ends those under way.

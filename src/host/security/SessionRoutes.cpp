@@ -153,9 +153,7 @@ json::Object SessionRoutes::valueOf(const std::string& user, Role role, const Lo
 }
 
 std::string SessionRoutes::setupState(const ClientRequest& request) {
-  const auto reading = mParts.identifier.accounts();
-  const bool isNeeded = mParts.identifier.anonymous() < Role::kOperator && reading.problem.empty();
-  if (!isNeeded || !reading.book->accounts.empty()) return "done";
+  if (!mParts.identifier.needsAccount()) return "done";
   return isLocal(request) ? "open" : "loopback";
 }
 
