@@ -10,6 +10,7 @@
 #include "host/events/SightingEvents.h"
 #include "host/http/Descriptors.h"
 #include "host/net/Address.h"
+#include "host/observe/CertificateView.h"
 #include "host/openapi/OpenApi.h"
 #include "host/service/Notification.h"
 #include "host/web/Pages.h"
@@ -99,6 +100,8 @@ Server::Server(const Settings& settings)
 void Server::observe() {
   mObserveResources = std::make_unique<ObserveResources>(*PluginManager::get_instance(), mObservatory);
   mObservatory->provideQueues([this] { return mDispatcher->waiting(); });
+  mObservatory->provideConnections([this] { return mFront->counts().connections; });
+  if (mTls) mObservatory->provide("certificate", [tls = mTls] { return certificateDocument(tls->info()); });
   mObservatory->onChange([this] { mEvents->hint(); });
   utils::observer::set(mObservatory);
 }
@@ -143,6 +146,7 @@ void Server::stop() {
   utils::observer::set(nullptr);
   mObservatory->onChange({});
   mObservatory->provideQueues({});
+  mObservatory->provideConnections({});
   mObserveResources.reset();
   mResources.reset();
   mFront.reset();

@@ -1,7 +1,8 @@
 #include "host/observe/SightingView.h"
 
 #include <array>
-#include <ctime>
+
+#include "host/IsoTime.h"
 
 namespace host {
 namespace {
@@ -29,8 +30,8 @@ json::Object sourcesDocument(const KnownServer& server) {
     const auto& span = server.sources[i];
     if (!span) continue;
     json::Object times;
-    times["first"] = timeText(span->first);
-    times["last"] = timeText(span->last);
+    times["first"] = json::String(isoTime(span->first));
+    times["last"] = json::String(isoTime(span->last));
     sources[kSourceNames[i]] = std::move(times);
   }
   return sources;
@@ -38,22 +39,14 @@ json::Object sourcesDocument(const KnownServer& server) {
 
 }  // namespace
 
-json::String timeText(KnownServer::Time time) {
-  const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
-  std::tm parts{};
-  if (gmtime_r(&seconds, &parts) == nullptr) return {};
-  char text[sizeof "-2147483648-12-31T23:59:60Z"];
-  return std::string(text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts));
-}
-
 json::Object sightingDocument(const KnownServer& server) {
   json::Object document;
   document["address"] = json::String(server.address);
   document["displayId"] = json::String(server.displayId);
   document["state"] = json::String(stateName(server.state));
   document["sources"] = sourcesDocument(server);
-  if (server.verified) document["verified"] = timeText(*server.verified);
-  if (server.failed) document["failed"] = timeText(*server.failed);
+  if (server.verified) document["verified"] = json::String(isoTime(*server.verified));
+  if (server.failed) document["failed"] = json::String(isoTime(*server.failed));
   document["reason"] = json::String(server.reason);
   return document;
 }

@@ -9,7 +9,4 @@ namespace host {
 /// that is none is left out.
 json::Object sightingDocument(const KnownServer& server);
 
-/// "2026-11-21T16:50:00Z"
-json::String timeText(KnownServer::Time time);
-
 }  // namespace host

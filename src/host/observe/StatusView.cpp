@@ -1,7 +1,7 @@
 #include "host/observe/StatusView.h"
 
+#include "host/IsoTime.h"
 #include "host/Version.h"
-#include "host/observe/SightingView.h"
 #include "host/resources/ServerRecord.h"
 
 namespace host {
@@ -28,7 +28,7 @@ json::Object discoveryDocument(const Observatory::Discovery& discovery) {
   document["lastPass"] = json::Null();
   if (!discovery.last) return document;
   json::Object last;
-  last["began"] = timeText(discovery.last->began);
+  last["began"] = json::String(isoTime(discovery.last->began));
   last["durationMs"] = number(discovery.last->report.duration.count());
   last["found"] = number(discovery.last->report.found);
   last["listed"] = number(discovery.last->report.listed);
@@ -113,7 +113,7 @@ json::Object statusDocument(const Observatory& observatory, const std::vector<ut
   json::Object status;
   status["version"] = json::String(std::string(kVersion));
   status["build"] = json::String(serverBuild(kVersion));
-  status["started"] = timeText(observatory.started());
+  status["started"] = json::String(isoTime(observatory.started()));
   status["uptimeSeconds"] = number(uptime.count());
   status["discovery"] = discoveryDocument(observatory.discovery());
   status["servers"] = serversDocument(observatory);

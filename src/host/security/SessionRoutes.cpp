@@ -1,11 +1,10 @@
 #include "host/security/SessionRoutes.h"
 
-#include <array>
-#include <ctime>
 #include <optional>
 #include <utility>
 #include <variant>
 
+#include "host/IsoTime.h"
 #include "host/http/Translate.h"
 #include "host/security/Answers.h"
 #include "host/security/Origin.h"
@@ -18,15 +17,6 @@ namespace {
 
 constexpr const char* kWrong = "The user name or the password is wrong";
 constexpr const char* kUnusable = "The accounts cannot be used; the log of the server says why";
-
-std::string isoText(std::chrono::system_clock::time_point time) {
-  const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
-  std::tm parts{};
-  gmtime_r(&seconds, &parts);
-  std::array<char, 32> text{};
-  std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts);
-  return text.data();
-}
 
 }  // namespace
 
@@ -147,7 +137,7 @@ json::Object SessionRoutes::valueOf(const std::string& user, Role role, const Lo
   value["user"] = json::String(user);
   value["role"] = json::String(std::string(roleName(role)));
   value["csrfToken"] = json::String(session != nullptr ? session->csrfToken : "");
-  value["expires"] = json::String(session != nullptr ? isoText(session->expires) : "");
+  value["expires"] = json::String(session != nullptr ? isoTime(session->expires) : "");
   value["setup"] = json::String(setup);
   return value;
 }

@@ -1,7 +1,9 @@
 """TLS as clients meet it."""
 
 import contextlib
+import hashlib
 import os
+import re
 import signal
 import socket
 import ssl
@@ -185,3 +187,15 @@ def test_tls_can_be_left_to_a_proxy(lab, servers):
     answer = fetch(host, host.ipv4, "GET", "/1.0/servers")
     assert answer.status == 401
     assert "Strict-Transport-Security" not in answer.headers
+
+
+def test_the_status_shows_the_certificate_that_clients_see(serving):
+    certificate = serving.get("/1.0/status").json["value"]["certificate"]
+    shown = handshake(serving, anyone(ssl.TLSVersion.TLSv1_3))[1]
+    assert certificate["fingerprint"].removeprefix("SHA256:") == hashlib.sha256(shown).hexdigest()
+    assert certificate["isSelfSigned"] is True
+    assert certificate["notBefore"] < certificate["notAfter"]
+
+
+def test_the_metrics_count_connections(serving):
+    assert re.search(r"^kvt_http_connections [1-9]", serving.get("/metrics").body.decode(), re.MULTILINE)
