@@ -100,7 +100,8 @@ void announce(const std::vector<Endpoint>& endpoints, const std::vector<PluginIn
     separator = ", ";
   }
   if (needsAccount) {
-    line << "\nThere is no account yet: open " << localPage(first) << " on this machine, or run: kvtctl user add NAME";
+    line << "\nThere is no account yet: open " << localPage(first)
+         << " on this machine, or run: kvtctl user add NAME --role operator";
   }
   std::cout << line.str() << std::endl;
 }
