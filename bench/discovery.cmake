@@ -1,5 +1,3 @@
 # The servers that bench/discovery.py has one kvt-server find.
-if(TARGET slp)
-  add_executable(discovery_load discovery_load.cpp)
-  target_link_libraries(discovery_load PRIVATE slp)
-endif()
+add_executable(discovery_load discovery_load.cpp)
+target_link_libraries(discovery_load PRIVATE slp)

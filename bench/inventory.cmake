@@ -1,3 +1,1 @@
-if(TARGET discovery)
-  sd_bench(NAME inventory_bench SOURCES inventory_bench.cpp LIBS discovery slp_provider)
-endif()
+sd_bench(NAME inventory_bench SOURCES inventory_bench.cpp LIBS discovery slp_provider)

@@ -1,3 +1,1 @@
-if(TARGET plugins_core)
-  sd_bench(NAME servers_bench SOURCES servers_bench.cpp LIBS plugins_core slp_provider)
-endif()
+sd_bench(NAME servers_bench SOURCES servers_bench.cpp LIBS plugins_core slp_provider)
