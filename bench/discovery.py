@@ -97,27 +97,34 @@ def sample(build, folder):
             return details, server.address, "sample"
 
 
-def measure(build, program, count, folder, texts):
+@contextlib.contextmanager
+def network_of(program, count, folder, texts):
+    """A host in a network of its own with that many simulated servers."""
     with Segment() as segment:
         peers = segment.host("peers", ipv6=False, route=True)
         peers.run("ip", "route", "add", "local", NETWORK, "dev", "lo")
         asking = segment.host("asking", ipv6=False, route=True)
         asking.run("ip", "route", "add", NETWORK, "via", peers.ipv4)
         with many_servers(program, peers, count, folder, texts):
-            settings = {
-                "slp_find_service_interval": int(PAUSE * 1000),
-                "slp_find_service_strictness": 0,
-                "enable_multicast": 0,
-            }
-            with Server(asking, build, folder, settings=settings, arguments=("--log-level", DETAIL)) as server:
-                passes = Passes(server)
-                times = [passes.next() for _ in range(3)]
-                first, later = (
-                    (after[0] - before[0] - PAUSE, after[1] - before[1]) for before, after in zip(times, times[1:])
-                )
-                memory = passes.resident()
-                listed = server.get("/1.0/servers", timeout=60).json["count"] - 1  # itself
-                return Figures(count, listed, first, later, memory)
+            yield asking
+
+
+def settings(pause):
+    """For a server that finds them by SLP alone, with so many seconds between two passes."""
+    return {"slp_find_service_interval": int(pause * 1000), "slp_find_service_strictness": 0, "enable_multicast": 0}
+
+
+def measure(build, program, count, folder, texts):
+    with network_of(program, count, folder, texts) as asking:
+        with Server(asking, build, folder, settings=settings(PAUSE), arguments=("--log-level", DETAIL)) as server:
+            passes = Passes(server)
+            times = [passes.next() for _ in range(3)]
+            first, later = (
+                (after[0] - before[0] - PAUSE, after[1] - before[1]) for before, after in zip(times, times[1:])
+            )
+            memory = passes.resident()
+            listed = server.get("/1.0/servers", timeout=60).json["count"] - 1  # itself
+            return Figures(count, listed, first, later, memory)
 
 
 @dataclasses.dataclass(frozen=True)

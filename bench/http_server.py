@@ -1,31 +1,32 @@
 #!/usr/bin/env python3
 """bench/http_server.py BUILD: requests per second and latency of GET /1.0/servers over kept-alive connections, next to
-nginx that serves the same bytes as a file in the same run, and the memory of kvt-server, as a table. BUILD is the folder
-of a release build. The list is filled by discovery: with that many simulated servers, in real packets. Needs wrk and nginx.
-`lab/enter` may have to stand before it."""
+nginx that serves the same bytes as a file in the same run, and the memory of kvt-server, idle and the most under each load,
+as a table. Over HTTPS it is asked with an API token. BUILD is the folder of a release build. The list is filled by
+discovery: with that many simulated servers, in real packets. Needs wrk and nginx. `lab/enter` may have to stand before it."""
 
 import argparse
 import contextlib
 import pathlib
 import re
 import shutil
-import ssl
 import subprocess
 import sys
 import tempfile
+import time
 
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 for folder in ("lab", "bench"):
     sys.path.insert(0, str(ROOT / folder))
 
-from discovery import NETWORK, many_servers, sample, templates  # noqa: E402
+from discovery import network_of, sample, settings, templates  # noqa: E402
 from netlab import wait_for  # noqa: E402
-from segment import Segment  # noqa: E402
-from server import Build, Server, fetch  # noqa: E402
+from server import Build, SecureServer, Server, fetch  # noqa: E402
 
 LIST = "/1.0/servers"
 NGINX_PORTS = {"http": 18080, "https": 18443}
 PATIENCE = 300
+PAUSE = 600  # seconds between two passes: after the first one nothing but the load goes on
+QUIET = 10  # seconds
 UNITS = {"us": 0.001, "ms": 1.0, "s": 1000.0, "m": 60000.0}
 
 NGINX = """
@@ -93,9 +94,21 @@ def load(host, scheme, port, options, headers=()):
 
 
 def resident(server):
-    """Megabytes."""
+    """What it has resident once nothing has been asked for a while, in megabytes."""
+    time.sleep(QUIET)
+    return memory(server, "VmRSS")
+
+
+@contextlib.contextmanager
+def peak(server):
+    """The most that it has resident meanwhile, in megabytes: a function that tells it afterwards."""
+    pathlib.Path(f"/proc/{server.process.pid}/clear_refs").write_text("5")  # proc(5): VmHWM begins anew
+    yield lambda: memory(server, "VmHWM")
+
+
+def memory(server, name):
     status = pathlib.Path(f"/proc/{server.process.pid}/status").read_text()
-    return int(status.split("VmRSS:")[1].split()[0]) / 1024
+    return int(status.split(f"{name}:")[1].split()[0]) / 1024
 
 
 def ways(answer):
@@ -107,35 +120,31 @@ def ways(answer):
     )
 
 
+def server_for(scheme, asking, build, folder):
+    """Over HTTPS one as it is installed, for those only who log in; over HTTP one that serves everybody."""
+    if scheme == "http":
+        return Server(asking, build, folder, settings=settings(PAUSE))
+    # The simulated servers have no certificates.
+    return SecureServer(asking, build, folder, settings=settings(PAUSE), arguments=("--set", "peers.allow_http=true"))
+
+
 def measure(build, program, count, scheme, folder, texts, options):
-    insecure = ssl.create_default_context()
-    insecure.check_hostname, insecure.verify_mode = False, ssl.CERT_NONE
-    tls = insecure if scheme == "https" else None
-    settings = {"slp_find_service_interval": 600_000, "slp_find_service_strictness": 0, "enable_multicast": 0}
-    arguments = ("--set", f"tls.enabled={str(tls is not None).lower()}")
-    with Segment() as segment:
-        peers = segment.host("peers", ipv6=False, route=True)
-        peers.run("ip", "route", "add", "local", NETWORK, "dev", "lo")
-        asking = segment.host("asking", ipv6=False, route=True)
-        asking.run("ip", "route", "add", NETWORK, "via", peers.ipv4)
-
-        def get():
-            return fetch(asking, "127.0.0.1", "GET", LIST, port=Server.PORT, timeout=60, tls=tls)
-
-        with many_servers(program, peers, count, folder, texts):
-            with Server(asking, build, folder, settings=settings, arguments=arguments) as server:
-                wait_for(lambda: get().json["count"] > count, PATIENCE, f"{count} servers are listed", pause=1)
-                idle = resident(server)
-                answer = get()
-                with nginx(asking, folder, answer.body):
-                    for name, headers in ways(answer):
-                        figures = load(asking, scheme, Server.PORT, options, headers)
-                        show(scheme, count, name, len(answer.body), *figures, idle, resident(server))
-                    figures = load(asking, scheme, NGINX_PORTS[scheme], options)
-                    show(scheme, count, "nginx, a file", len(answer.body), *figures)
+    with network_of(program, count, folder, texts) as asking:
+        with server_for(scheme, asking, build, folder) as server:
+            wait_for(lambda: server.get(LIST, timeout=60).json["count"] > count, PATIENCE, f"{count} are listed", pause=1)
+            answer = server.get(LIST, timeout=60)
+            login = (f"Authorization: Bearer {server.token}",) if scheme == "https" else ()
+            idle = resident(server)
+            with nginx(asking, folder, answer.body):
+                for name, headers in ways(answer):
+                    with peak(server) as loaded:
+                        figures = load(asking, scheme, Server.PORT, options, (*login, *headers))
+                    show(scheme, count, name, len(answer.body), *figures, idle, loaded())
+                figures = load(asking, scheme, NGINX_PORTS[scheme], options)
+                show(scheme, count, "nginx, a file", len(answer.body), *figures)
 
 
-HEAD = ("scheme", "servers", "", "kB", "req/s", "p50/ms", "p99/ms", "idle/MB", "load/MB")
+HEAD = ("scheme", "servers", "", "kB", "req/s", "p50/ms", "p99/ms", "idle/MB", "peak/MB")
 
 
 def show(scheme, count, name, size, rate, half, almost, idle=None, loaded=None):
