@@ -6,6 +6,7 @@ import pathlib
 import re
 import subprocess
 import sys
+import tempfile
 
 server, control = map(pathlib.Path, sys.argv[1:3])
 pages = {pathlib.Path(page).name: pathlib.Path(page) for page in sys.argv[3:]}
@@ -39,19 +40,25 @@ def walk(program, *commands):
         yield from walk(program, *commands, name)
 
 
-def completed(program, *words):
-    """What bash offers for the empty word after these, and for a dash."""
+def completed(program, *words, word=""):
+    """What bash offers for the beginning of a word after these."""
     script = (
         f'source "{COMPLETIONS}"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _kvt_complete; '
         'printf "%s\\n" "${COMPREPLY[@]}"'
     )
     environment = {**os.environ, "PATH": f"{program.parent}:{os.environ['PATH']}"}
-    return set(run("bash", "-c", script, "bash", program.name, *words, "", env=environment).split())
+    return set(run("bash", "-c", script, "bash", program.name, *words, word, env=environment).split())
 
 
 def rendered(page):
     text = run("mandoc", "-Tascii", page)
     return re.sub(r".\x08", "", text)
+
+
+def mentions(text, words):
+    """As words of their own, and not as parts of others. A line may end between them."""
+    pattern = r"\s+".join(map(re.escape, words.split()))
+    return re.search(rf"(?<![\w-]){pattern}(?![\w-])", text) is not None
 
 
 def check_lint():
@@ -67,12 +74,34 @@ def check_program(program, page):
     for commands, options, subcommands in walk(program):
         visited += 1
         for option in options - {"-h", "--help"}:
-            assert option in text, f"{page.name} lacks {option} of {' '.join(commands)}"
+            assert mentions(text, option), f"{page.name} lacks {option} of {' '.join(commands)}"
         if commands:
-            assert " ".join(commands) in text, f"{page.name} lacks {' '.join(commands)}"
+            assert mentions(text, " ".join(commands)), f"{page.name} lacks {' '.join(commands)}"
         missing = (options | set(subcommands)) - completed(program, *commands)
         assert not missing, f"bash does not complete {missing} after {program.name} {' '.join(commands)}"
     return visited
+
+
+def check_values():
+    """What follows an option that takes a value, and what follows the value."""
+    assert completed(server, "--log-level") == {"error", "warning", "info", "detail", "trace"}
+    assert completed(control, "-o") == completed(control, "--output") == {"table", "json"}
+    assert completed(control, "--output", "=") == {"table", "json"}
+    assert completed(control, "user", "add", "somebody", "--role") == {"viewer", "operator"}
+    assert completed(control, "--server") == completed(control, "--timeout") == completed(server, "--set") == set()
+    with tempfile.TemporaryDirectory() as temporary:
+        folder = pathlib.Path(temporary)
+        (folder / "states").mkdir()
+        (folder / "authorities.pem").touch()
+        everything = {f"{folder}/states", f"{folder}/authorities.pem"}
+        assert completed(control, "--ca", word=f"{folder}/") == everything
+        assert completed(server, "--config", word=f"{folder}/") == everything
+        assert completed(control, "user", "--state-dir", word=f"{folder}/") == {f"{folder}/states"}
+        assert completed(server, "--plugin-dir", word=f"{folder}/") == {f"{folder}/states"}
+    # A value that is called like a command is none.
+    assert completed(control, "--server", "servers") == completed(control)
+    assert completed(control, "--server", "=", "servers") == completed(control)
+    assert completed(control, "--server", "servers", "servers") == completed(control, "servers")
 
 
 def main():
@@ -83,7 +112,7 @@ def main():
     text = rendered(pages["kvt-server.toml.5"])
     missing = [key for key in keys if not re.search(rf"^ +{key}\b", text, re.MULTILINE)]
     assert len(keys) > 40 and not missing, f"kvt-server.toml.5 lacks {missing}"
-    assert completed(server, "--log-level") == {"error", "warning", "info", "detail", "trace"}
+    check_values()
 
 
 main()
