@@ -3,6 +3,7 @@ program against it as others would, outside the source tree, and has the install
 
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
@@ -27,6 +28,9 @@ def run(*command, **options):
 
 def install(folder):
     run(cmake, "--install", build, "--prefix", folder / "first")
+    unit = (folder / "first/lib/systemd/system/kvt-server.service").read_text()
+    program, config = re.search(r"^ExecStart=(\S+) --config (\S+)$", unit, re.MULTILINE).groups()
+    run(program, "--config", config, "--dump-config")
     # Whoever moves the tree must not notice.
     (folder / "first").rename(folder / "prefix")
     return folder / "prefix"
@@ -48,7 +52,7 @@ def build_with_pkg_config(folder, prefix):
     library = folder / "libByHand.so"
     exports = next(prefix.rglob("exports.map"))
     if "clang" in os.path.basename(cxx):
-        flags.remove("-fno-gnu-unique")
+        flags.remove("-fno-gnu-unique")  # as the file says
     link = ["-shared", "-fPIC", f"-Wl,--version-script={exports}", "-Wl,--no-undefined"]
     run(cxx, "-std=c++20", *link, HERE / "project" / "Greeting.cpp", "-o", library, *flags)
     plugins = run("pkg-config", "--variable=plugindir", "kvtframework", env=environment).strip()
