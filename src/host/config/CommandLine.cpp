@@ -105,7 +105,7 @@ Invocation evaluate(const Options& options) {
 }  // namespace
 
 Invocation readCommandLine(int argc, const char* const* argv) {
-  CLI::App app("The host of the server discovery plug-in: serves its resources over HTTP.");
+  CLI::App app("Serves what plug-ins tell of the management servers of a network, and a web page, over HTTPS.");
   Options options;
   declare(app, options);
   try {
