@@ -8,6 +8,9 @@ namespace utils {
 /// A point in time.
 class DateTime {
  public:
+  DateTime() = default;
+  explicit DateTime(std::chrono::system_clock::time_point value) : mValue(value) {}
+
   static void get_current_time(DateTime& time);
 
   std::chrono::system_clock::time_point value() const { return mValue; }
