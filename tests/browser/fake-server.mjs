@@ -10,7 +10,7 @@ import { fileURLToPath } from 'node:url';
 const PAGE = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '../../src/host/web/page');
 const TYPES = { '.html': 'text/html; charset=utf-8', '.js': 'text/javascript; charset=utf-8', '.css': 'text/css; charset=utf-8', '.svg': 'image/svg+xml' };
 export const POLICY =
-  "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; img-src 'self' data:; " +
+  "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; img-src 'self'; " +
   "base-uri 'none'; form-action 'self'; frame-ancestors 'none'";
 
 export function makeRecord(id, address, more = {}) {
@@ -167,8 +167,7 @@ export class FakeServer {
       case 'POST /1.0/peers/trust':
         return this.#trust(ask, response);
       case 'POST /1.0/peers/forget':
-        this.peers = this.peers.filter((peer) => peer.address !== ask.body.address);
-        return this.#json(response, 200, {});
+        return this.#forget(ask, response);
       case 'POST /1.0/servers/self/operations/discovery':
         return this.#operate(ask, response);
       default:
@@ -245,6 +244,12 @@ export class FakeServer {
     return this.#json(response, 200, {});
   }
 
+  #forget({ body }, response) {
+    if (!this.peers.some((peer) => peer.address === body.address)) return this.#fail(response, 404, 'There is no such peer');
+    this.peers = this.peers.filter((peer) => peer.address !== body.address);
+    return this.#json(response, 200, {});
+  }
+
   async #operate({ body: { action, parameters } }, response) {
     if (action === 'SEARCH') {
       await new Promise((resolve) => setTimeout(resolve, this.slowSearch));
@@ -276,7 +281,7 @@ function makeStatus() {
     servers: { listed: 14, verified: 12, failed: 1, byHand: 1 },
     announcements: { received: 10_421, dropped: { 'not for this network': 12, 'too long': 1 } },
     slp: { 'requests sent': 5624, 'replies received': 31_002 },
-    queues: { reads: 0, actions: 0 },
+    queues: { prompt: 0, read: 1, action: 0, discovery_jobs_waiting: 0, discovery_jobs_running: 2, of_tomorrow: 3 },
     interfaces: [{ name: 'eth0', ipV4: ['10.88.0.1'], ipV6: ['fd88::1'], isJoined: true }, { name: 'wlan0', ipV4: ['192.168.1.20'], ipV6: [], isJoined: false }],
     listens: ['https://[::]:8443'],
     certificate: { subject: 'CN=storage-01', issuer: 'CN=storage-01', fingerprint: 'SHA256:3f8b1c9d5a7e2046b8c1d3e5f708192a', notBefore: ago(86_400), notAfter: ago(-86_400 * 820), isSelfSigned: true },

@@ -39,6 +39,7 @@ std::string_view withoutAuthority(std::string_view uri) {
 
 std::string_view withoutPrefix(std::string_view path, std::string_view uriPrefix) {
   const std::string_view prefix = pathOfPrefix(uriPrefix);
+  if (!prefix.empty() && path == prefix) return "/";
   const bool matches = !prefix.empty() && path.starts_with(prefix) && path.substr(prefix.size()).starts_with('/');
   return matches ? path.substr(prefix.size()) : path;
 }

@@ -2,7 +2,7 @@ import assert from 'node:assert/strict';
 import { test } from 'node:test';
 
 import { live, row, until } from '../browser.mjs';
-import { fillWithExamples, makeRecord } from '../fake-server.mjs';
+import { fillWithExamples, makeRecord, makeSighting } from '../fake-server.mjs';
 import { enter, PASSWORD, useBrowser } from './setting.mjs';
 
 const inPage = useBrowser();
@@ -120,6 +120,92 @@ test('the row that has the focus keeps it while rows come, and hands it on when 
   await row(page, 'storage-02').waitFor({ state: 'detached' });
   assert.equal(await focused(page), 'storage-03');
 }, withExamples));
+
+/** Other servers change, this one is seen anew, and everything is fetched again. */
+async function changeMuch(page, server) {
+  for (let number = 0; number < 3; number += 1) {
+    server.put(makeRecord(`other-${number}`, `10.3.0.${number}`));
+    server.see(makeSighting('10.88.0.7', 'storage-07', 'verified', { verified: new Date(Date.now() - 60_000 * number).toISOString() }));
+    await row(page, `other-${number}`).waitFor();
+  }
+  const before = server.requests.length;
+  server.put(makeRecord('storage-07', '10.88.0.7', { build: '9.9.9' }));
+  server.send('reset', {});
+  await page.locator('#panel .facts').getByText('9.9.9').waitFor();
+  await until(() => server.requests.slice(before).some((each) => each.startsWith('GET /1.0/sightings')), 'it is fetched anew');
+  await page.waitForTimeout(400); // longer than between two renderings
+}
+
+test('in the details the focus stays where it is, whatever changes', () => inPage(async (page, server) => {
+  await enter(page);
+  await row(page, 'storage-07').click();
+  await page.getByRole('heading', { name: 'Certificate' }).waitFor();
+  for (const selector of ['a', 'button.danger-quiet', '[data-focus^="forget"]', '.json summary >> nth=2']) {
+    const element = page.locator('#panel-body').locator(selector).first();
+    await element.focus();
+    const text = await element.textContent();
+    await changeMuch(page, server);
+    assert.equal(await focused(page), text, selector);
+    server.put(makeRecord('storage-07', '10.88.0.7', { build: '1.1.1' }));
+    for (let number = 0; number < 3; number += 1) server.drop(`10.3.0.${number}`);
+    await page.locator('#panel .facts').getByText('1.1.1').waitFor();
+    await row(page, 'other-2').waitFor({ state: 'detached' });
+  }
+}, withExamples));
+
+test('in the details a selection stays, whatever changes', () => inPage(async (page, server) => {
+  await enter(page);
+  await row(page, 'storage-07').click();
+  const fingerprint = page.locator('#panel code').first();
+  await fingerprint.waitFor();
+  await fingerprint.selectText();
+  await changeMuch(page, server);
+  assert.equal(await page.evaluate(() => String(getSelection())), 'SHA256:5b1ce08d5f2f4f76a9d0');
+}, withExamples));
+
+test('what can be pressed no longer hands the focus to what is around it', () => inPage(async (page, server) => {
+  await enter(page);
+  await row(page, 'storage-07').click();
+  await page.locator('[data-focus="remove"]').focus();
+  server.records.delete('10.88.0.7');
+  server.see(makeSighting('10.88.0.7', 'storage-07', 'failed', { reason: 'it is silent' }));
+  server.put(makeRecord('storage-07', '10.88.0.7', { isPivot: true }));
+  await page.locator('[data-focus="remove"]').waitFor({ state: 'detached' });
+  assert.equal(await focused(page), 'panel-body');
+}, withExamples));
+
+test('in the panel of discovery a selection stays while its figures change', () => inPage(async (page, server) => {
+  await enter(page);
+  await page.locator('#status-button').click();
+  const fingerprint = page.locator('#panel code');
+  await fingerprint.selectText();
+  server.status.discovery.passes = 4711;
+  server.status.announcements.dropped['of late'] = 5;
+  server.send('status', server.status);
+  await page.locator('#panel').getByText('4,711').waitFor();
+  await page.locator('#panel').getByText('Dropped: of late').waitFor();
+  assert.equal(await page.evaluate(() => String(getSelection())), server.status.certificate.fingerprint);
+}, withExamples));
+
+test('on a phone with the panel open the focus is never behind it', () => inPage(async (page) => {
+  await enter(page);
+  await row(page, 'storage-40').click();
+  await page.getByText('has changed.').waitFor();
+  const seen = new Set();
+  for (let step = 0; step < 30; step += 1) {
+    await press(page, 'Tab');
+    const [name, isSeen] = await page.evaluate(() => {
+      const element = document.activeElement;
+      const box = element.getBoundingClientRect();
+      const top = document.elementFromPoint(box.x + box.width / 2, Math.max(box.y, 0) + Math.min(box.height, 20) / 2);
+      return [element.id || element.textContent, element === document.body || element.contains(top)];
+    });
+    assert.ok(isSeen, `${name} is covered`);
+    seen.add(name);
+  }
+  for (const name of ['panel-close', 'status-button', 'Forget']) assert.ok(seen.has(name), name);
+  assert.ok(!seen.has('filter'));
+}, { prepare: fillWithExamples, options: { viewport: { width: 320, height: 640 } } }));
 
 test('changes are told politely, those of some seconds together', () => inPage(async (page, server) => {
   await enter(page);

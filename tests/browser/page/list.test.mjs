@@ -81,6 +81,22 @@ test('the details tell what is known, why it is there, and the record', () => in
   assert.equal(await panel.getByRole('link').getAttribute('href'), 'https://192.168.40.7:8443/');
 }, withExamples));
 
+test('the details tell why a server has left in the words of the one who knows', () => inPage(async (page, server) => {
+  await enter(page);
+  server.see(makeSighting('10.88.0.7', 'storage-07', 'left', { reason: 'The last discovery pass did not find it' }));
+  await row(page, 'storage-07').click();
+  await page.locator('.verdict[data-state="left"]').getByText('The last discovery pass did not find it').waitFor();
+  assert.doesNotMatch(await page.locator('#panel').textContent(), /It said/);
+}, withExamples));
+
+test('discovery tells what waits in words', () => inPage(async (page) => {
+  await enter(page);
+  await page.locator('#status-button').click();
+  const work = page.locator('#panel section', { has: page.getByRole('heading', { name: 'Work' }) });
+  assert.deepEqual(await work.locator('dt').allTextContents(), ['Requests answered at once', 'Requests that read',
+    'Requests that change or search', 'Discovery jobs that wait', 'Discovery jobs that run', 'of_tomorrow']);
+}, withExamples));
+
 test('the details follow what changes, and keep what was folded', () => inPage(async (page, server) => {
   await enter(page);
   await row(page, 'storage-07').click();

@@ -31,7 +31,7 @@ test('a password that is too short, or typed in two ways, is not sent', () => in
 }, empty));
 
 test('from elsewhere the page says where the first account is made', () => inPage(async (page, server) => {
-  await page.getByText('kvtctl user add').waitFor();
+  await page.getByText('kvtctl user add NAME --role operator').waitFor();
   assert.equal(await page.locator('input:visible').count(), 0);
   server.users.set('admin', { password: PASSWORD, role: 'operator' });
   await page.getByRole('button', { name: 'Look again' }).click();
@@ -45,6 +45,13 @@ test('a wrong password is told, and leaves the name and an empty field to try ag
   assert.equal(await page.getByLabel('Password').inputValue(), '');
   assert.equal(await page.evaluate(() => document.activeElement.id), 'password');
   await enter(page);
+}));
+
+test('a login where the accounts are gone meanwhile leads to making the first one', () => inPage(async (page, server) => {
+  await page.getByLabel('User name').waitFor();
+  server.users.clear();
+  await logIn(page, 'admin', PASSWORD);
+  await page.getByRole('heading', { name: 'Welcome' }).waitFor();
 }));
 
 test('who is locked out is told for how long', () => inPage(async (page) => {

@@ -12,6 +12,9 @@ const SIZES = { wide: { width: 1280, height: 800 }, phone: { width: 320, height:
 async function fits(page, what) {
   const wider = await page.evaluate(() => document.documentElement.scrollWidth - innerWidth);
   assert.ok(wider <= 0, `${what}: ${wider} pixels wider than the window`);
+  const cut = await page.locator('dialog[open], #panel:visible, #panel-body:visible, .notice:visible')
+    .evaluateAll((all) => all.filter((each) => each.scrollWidth > each.clientWidth).map((each) => `${each.tagName}#${each.id}`));
+  assert.deepEqual(cut, [], `${what}: cut at the side`);
 }
 
 for (const colorScheme of ['light', 'dark']) {
@@ -57,6 +60,12 @@ for (const colorScheme of ['light', 'dark']) {
       await page.getByRole('button', { name: 'Trust the new' }).click();
       await look(page, 'confirm');
       await page.getByRole('button', { name: 'Cancel' }).click();
+      server.peers = server.peers.slice(1);
+      await page.getByRole('button', { name: 'Forget' }).click();
+      await page.getByRole('dialog').getByRole('button', { name: 'Forget' }).click();
+      await page.getByText('There is no such peer').waitFor();
+      await look(page, 'failure');
+      await page.getByRole('button', { name: 'Dismiss' }).click();
       await close();
       await page.locator('#status-button').click();
       await page.getByRole('heading', { name: 'Announcements' }).waitFor();
@@ -65,7 +74,7 @@ for (const colorScheme of ['light', 'dark']) {
       await page.getByRole('button', { name: 'Search by address' }).click();
       await page.getByLabel('IP address or host name').fill('10.9.9.9');
       await page.keyboard.press('Enter');
-      await page.getByText('No server answers').waitFor();
+      await page.getByText('No server was found').waitFor();
       await look(page, 'search');
       await page.getByRole('button', { name: 'Close' }).click();
       server.isDown = true;
@@ -75,6 +84,20 @@ for (const colorScheme of ['light', 'dark']) {
     }, { options }));
   }
 }
+
+test('where the list is made of cards there is a control to sort them, whatever made it so narrow', () => inPage(async (page) => {
+  await enter(page);
+  const sort = page.getByLabel('Sort by');
+  const titles = page.locator('.grid-top');
+  assert.deepEqual([await sort.isVisible(), await titles.isVisible()], [false, true]);
+  await row(page, 'storage-07').click();
+  await sort.waitFor();
+  assert.equal(await titles.isVisible(), false);
+  await fits(page, 'narrow by the panel');
+  await picture(page, 'narrow-by-panel');
+  await sort.selectOption('address');
+  await until(async () => (await page.locator('.cell-name').first().textContent()) === 'storage-01', 'it is sorted');
+}, { prepare: fillWithExamples, options: { viewport: { width: 900, height: 700 } } }));
 
 test('with the text twice as large everything is still there', () => inPage(async (page) => {
   await enter(page);

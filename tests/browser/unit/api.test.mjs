@@ -87,14 +87,28 @@ test('being slowed down tells for how long', async () => {
   await assert.rejects(api.logIn('a', 'b'), { status: 429, retryAfter: 30 });
 });
 
-test('a search that finds nobody is no failure', async () => {
-  const { api } = apiWith({ status: 400, body: { status: [{ code: 1 }], value: { properties: { isReachable: false } } } });
-  assert.equal(await api.search('192.0.2.1'), undefined);
+const inVain = { status: 400, body: { status: [{ code: 1 }], value: { properties: { isReachable: false } } } };
+
+test('a search that finds nobody is no failure, and tells the reason of that address where there is one', async () => {
+  const sighting = (address, state, reason) => ({ address, state, reason });
+  const values = [sighting('192.0.2.10', 'failed', 'other'), sighting('FE80::1', 'failed', 'too late'), sighting('192.0.2.2', 'verified', 'old')];
+  for (const [address, reason] of [['192.0.2.1', ''], ['[fe80::1]', 'too late'], ['192.0.2.2', '']]) {
+    assert.deepEqual(await apiWith(inVain, { body: { values } }).api.search(address), { reason }, address);
+  }
+  assert.deepEqual(await apiWith(inVain, { status: 500, body: {} }).api.search('192.0.2.1'), { reason: '' });
+});
+
+test('a search in vain leaves the lists to be fetched whole by who keeps them', async () => {
+  const list = { body: { values: [{ address: '192.0.2.1', state: 'failed', reason: 'gone' }] }, headers: { ETag: '"1"' } };
+  const { api, sent } = apiWith(inVain, list, list);
+  await api.search('192.0.2.1');
+  assert.equal((await api.sightings()).length, 1);
+  assert.equal(sent[2].headers['If-None-Match'], undefined);
 });
 
 test('a search gives the record that was found there', async () => {
   const { api, sent } = apiWith(done, { body: { value: { properties: { displayId: 'two' } } } });
-  assert.equal((await api.search('fe80::1%eth0')).properties.displayId, 'two');
+  assert.equal((await api.search('fe80::1%eth0')).record.properties.displayId, 'two');
   assert.equal(sent[1].path, '1.0/searchedserver/fe80::1%25eth0');
 });
 

@@ -62,7 +62,7 @@ INSTANTIATE_TEST_SUITE_P(
         Aimed{"PrefixInCapitals", "/KVT/1.0/servers", "/kvt", "/KVT/1.0/servers"},
         Aimed{"AbsoluteWithUser", "http://a:b@here/1.0/servers", "", "/1.0/servers"},
         Aimed{"AbsoluteInAnotherTarget", "/http://here/1.0/servers", "", "/http://here/1.0/servers"},
-        Aimed{"PrefixIsPartOfAWord", "/kvtx/1.0", "/kvt", "/kvtx/1.0"}, Aimed{"PrefixAlone", "/kvt", "/kvt", "/kvt"}),
+        Aimed{"PrefixIsPartOfAWord", "/kvtx/1.0", "/kvt", "/kvtx/1.0"}, Aimed{"PrefixAlone", "/kvt", "/kvt", "/"}),
     [](const auto& tested) { return tested.param.name; });
 
 TEST(Translate, RefusesTargetsThatAreNoPaths) {

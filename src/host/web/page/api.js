@@ -1,5 +1,7 @@
 // What the page asks of its own server, and of nobody else. Every path is relative: the server may stand behind a prefix.
 
+import { hostOf } from './rows.js';
+
 /** An answer that is no success. `status` is the HTTP status, 0 when there was no answer at all. */
 export class Failure extends Error {
   constructor(status, text, retryAfter = 0) {
@@ -65,15 +67,24 @@ export class Api {
     return (await this.#ask('GET', '1.0/status')).value;
   }
 
-  /** Whether a server answers at that address; then what it told of itself, else nothing. */
+  /** {record}, what the server at that address told of itself, or {reason} where none is found; "" for no known one. */
   async search(address) {
     try {
       await this.#act('SEARCH', { address });
     } catch (failure) {
-      if (failure.status === 400 && failure.document?.value?.properties?.isReachable === false) return undefined;
+      const isInVain = failure.status === 400 && failure.document?.value?.properties?.isReachable === false;
+      if (isInVain) return { reason: await this.#reasonOf(address) };
       throw failure;
     }
-    return (await this.#ask('GET', `1.0/searchedserver/${inPath(address)}`)).value;
+    return { record: (await this.#ask('GET', `1.0/searchedserver/${inPath(address)}`)).value };
+  }
+
+  /** Why the last call of an address failed. */
+  async #reasonOf(address) {
+    const isIt = (sighting) => hostOf(sighting.address).toLowerCase() === hostOf(address).toLowerCase();
+    const { values = [] } = await this.#ask('GET', '1.0/sightings').catch(() => ({}));
+    const sighting = values.find(isIt);
+    return sighting?.state === 'failed' ? sighting.reason ?? '' : '';
   }
 
   async add(id) {

@@ -1,6 +1,6 @@
 // The panel of one server: its facts, why it is in the list, and the record as it was told.
 
-import { foreign, make, workButton } from './dom.js';
+import { foreign, make, refresh, workButton } from './dom.js';
 import { endpointsOf, hostOf, mergeSources } from './rows.js';
 import { ago, moment, plain, sourceName, timeOf } from './text.js';
 
@@ -41,7 +41,7 @@ function ownPage(row) {
   const isPort = endpoint && endpoint.port > 0 && endpoint.port < 65536;
   if (!host || !isPort || row.isOwn) return '';
   const url = `${endpoint.scheme}://${host}:${endpoint.port}/`;
-  return make('a', { href: url, target: '_blank', rel: 'noopener noreferrer' }, url);
+  return make('a', { href: url, target: '_blank', rel: 'noopener noreferrer', 'data-focus': `page ${url}` }, url);
 }
 
 function factsOf(row) {
@@ -74,7 +74,7 @@ function verdictOf(sighting) {
     verified: ['Verified: its record comes from it itself. ', verified],
     failed: ['Not verified. ', failed],
     seen: ['Seen, not yet verified.'],
-    left: ['It said that it leaves.'],
+    left: ['No longer there.'],
   };
   return sentences[sighting.state] ?? [plain(sighting.state, 40)];
 }
@@ -101,7 +101,7 @@ function whyParts(row) {
 function certificateParts(peer, canEdit, actions) {
   const { address, fingerprint, offered } = peer;
   const shownAddress = foreign(plain(address, 80));
-  const forget = canEdit && workButton('Forget', { 'data-focus': 'forget' }, () => actions.forget(peer));
+  const forget = canEdit && workButton('Forget', { 'data-focus': `forget ${address}` }, () => actions.forget(peer));
   if (!offered) {
     return [
       facts(fact('Pinned', make('code', {}, plain(fingerprint, 120))), fact('Since', when(timeOf(peer.since)))),
@@ -115,7 +115,7 @@ function certificateParts(peer, canEdit, actions) {
       fact('Offered now', make('code', {}, plain(offered.fingerprint, 120))),
       fact('Offered since', when(timeOf(offered.since)))),
     canEdit && make('div', { class: 'buttons' },
-      workButton('Trust the new certificate', { class: 'danger', 'data-focus': 'trust' }, () => actions.trust(peer)), forget))];
+      workButton('Trust the new certificate', { class: 'danger', 'data-focus': `trust ${address} ${offered.fingerprint}` }, () => actions.trust(peer)), forget))];
 }
 
 // ---- the record
@@ -144,14 +144,14 @@ function tree(name, value, depth, budget) {
   return make('details', { class: 'json-node', open: depth < OPEN_DEPTH }, summary, make('div', { class: 'json-inside' }, children));
 }
 
-// ---- the panel
+// ---- all of it
 
 export class Details {
   #body;
   #actions;
   #parts = {};
   #recordText;
-  #row;
+  #shown = {}; // row, canEdit, peers
 
   /** `actions`: remove(row), trust(peer), forget(peer). */
   constructor(body, actions) {
@@ -159,22 +159,28 @@ export class Details {
     this.#actions = actions;
   }
 
-  /** Shows a row. Of one that is shown already only what has changed is made anew, so that nothing folds or jumps. */
-  show(row, { canEdit, peers }) {
-    const isOther = this.#row?.key !== row.key;
-    this.#row = row;
-    if (isOther) this.#begin();
-    const focus = this.#body.contains(document.activeElement) && document.activeElement.dataset.focus;
-    this.#parts.facts.replaceChildren(factsOf(row));
-    this.#parts.why.replaceChildren(section('Why it is here', whyParts(row)));
-    this.#parts.certificate.replaceChildren(...this.#certificates(row, canEdit, peers));
-    this.#parts.actions.replaceChildren(...this.#buttons(row, canEdit));
+  /** Shows a row. Of one that is shown already only what has changed is touched, so that nothing folds or jumps. */
+  show(row, canEdit, peers) {
+    const { row: before, canEdit: couldEdit, peers: peersBefore } = this.#shown;
+    if (row === before && canEdit === couldEdit && peers === peersBefore) return;
+    if (row.key !== before?.key) this.#begin();
+    this.#shown = { row, canEdit, peers };
+    this.refresh();
+  }
+
+  /** Times are told by how long ago they are. */
+  refresh() {
+    const { row, canEdit, peers } = this.#shown;
+    if (!row) return;
+    refresh(this.#parts.facts, factsOf(row));
+    refresh(this.#parts.actions, this.#buttons(row, canEdit));
+    refresh(this.#parts.certificate, this.#certificates(row, canEdit, peers));
+    refresh(this.#parts.why, section('Why it is here', whyParts(row)));
     this.#showRecord(row.record);
-    if (focus) this.#body.querySelector(`[data-focus="${focus}"]`)?.focus();
   }
 
   clear() {
-    this.#row = undefined;
+    this.#shown = {};
     this.#body.replaceChildren();
   }
 
@@ -193,7 +199,7 @@ export class Details {
 
   #buttons(row, canEdit) {
     if (!canEdit || row.isOwn || !row.isListed) return [];
-    const remove = workButton('Remove from the list', { class: 'danger-quiet', 'data-focus': 'remove' }, () => this.#actions.remove(row));
+    const remove = workButton('Remove from the list', { class: 'danger-quiet', 'data-focus': 'remove' }, () => this.#actions.remove(this.#shown.row));
     return [make('div', { class: 'buttons' }, remove)];
   }
 
@@ -201,8 +207,8 @@ export class Details {
     const text = record === undefined ? '' : JSON.stringify(record);
     if (text === this.#recordText) return;
     this.#recordText = text;
-    if (!record) return this.#parts.record.replaceChildren();
-    const folded = make('div', { class: 'json' }, tree(undefined, record, 0, { nodes: MAX_NODES }));
-    this.#parts.record.replaceChildren(section('Record', make('p', { class: 'hint' }, 'What the server told of itself, word for word.'), folded));
+    const content = record && section('Record', make('p', { class: 'hint' }, 'What the server told of itself; long texts and lists are cut.'),
+      make('div', { class: 'json' }, tree(undefined, record, 0, { nodes: MAX_NODES })));
+    refresh(this.#parts.record, content);
   }
 }

@@ -25,17 +25,25 @@ export function confirm({ title, text, action }) {
   });
 }
 
-function found(record, add) {
+function found(record, isListed, add) {
   const properties = record?.properties ?? {};
   const name = plain(properties.displayId) || '(no name)';
   return make('div', { class: 'found' },
     make('p', {}, make('strong', {}, foreign(name)), plain(properties.build) && [' · build ', foreign(plain(properties.build, 30))]),
     make('p', { class: 'hint' }, addressesOf(record).slice(0, 6).flatMap((address, at) => [at ? ', ' : '', foreign(plain(address, 60))])),
-    properties.isPivot !== true && workButton('Add to the list', { class: 'primary' }, () => add(properties.displayId, name)));
+    isListed ? make('p', {}, properties.isPivot === true ? 'This is the server that shows this page.' : 'It is on the list already.') : workButton('Add to the list', { class: 'primary' }, () => add(properties.displayId, name)));
 }
 
-/** Asks for an address, searches there and offers to add what was found. `tell(text)` is for who does not see it. */
-export function searchDialog({ api, tell }) {
+function notFound(address, reason) {
+  return make('div', { class: 'problem' }, make('p', {}, 'No server was found at ', foreign(plain(address, 80)), '.'),
+    make('p', {}, reason ? foreign(plain(reason, 600)) : 'Is the address right, does the server run, and may it be called from here?'));
+}
+
+/**
+ * Asks for an address, searches there and offers to add what was found. `isListed(record)` says for whom that is in vain,
+ * `tell(text)` is for who does not see it.
+ */
+export function searchDialog({ api, isListed, tell }) {
   let isOpen = true;
   const result = make('div', { class: 'result', role: 'status' });
   const input = make('input', { id: 'search-address', name: 'address', required: true, maxLength: 255, autocomplete: 'off',
@@ -61,10 +69,8 @@ export function searchDialog({ api, tell }) {
     form.setAttribute('aria-busy', 'true');
     show(make('p', { class: 'working' }, 'Searching; this takes five seconds at most …'));
     try {
-      const record = await api.search(address);
-      if (record) show(found(record, add));
-      else show(make('p', { class: 'problem' }, 'No server answers at ', foreign(plain(address, 80)),
-        '. Is the address right, does the server run, and may it be called from here?'));
+      const { record, reason } = await api.search(address);
+      show(record ? found(record, isListed(record), add) : notFound(address, reason));
     } catch (failure) {
       fail(failure);
     } finally {

@@ -37,3 +37,42 @@ export function workButton(text, properties, work) {
   });
   return button;
 }
+
+/**
+ * Makes the children of an element those that are given, and leaves alone what says the same already: the focus, a
+ * selection, what is folded and how far it is scrolled stay. Whatever can have the focus needs a `data-focus` of its own
+ * that holds all that it depends on: of two that have the same one, the old one stays as it is.
+ */
+export function refresh(element, ...children) {
+  const focused = element.contains(document.activeElement) ? document.activeElement : undefined;
+  refreshChildren(element, make('div', {}, children));
+  if (!focused || focused.isConnected) return;
+  const moved = focused.dataset.focus && element.querySelector(`[data-focus="${CSS.escape(focused.dataset.focus)}"]`);
+  (moved || element.closest('[tabindex]'))?.focus({ preventScroll: true });
+}
+
+function refreshChildren(element, next) {
+  const before = [...element.childNodes];
+  const after = [...next.childNodes];
+  after.forEach((node, at) => (at < before.length ? refreshNode(before[at], node) : element.append(node)));
+  for (const node of before.slice(after.length)) node.remove();
+}
+
+function refreshNode(node, next) {
+  if (node.nodeName !== next.nodeName || node.dataset?.focus !== next.dataset?.focus) return node.replaceWith(next);
+  if (node.nodeType === Node.TEXT_NODE) {
+    if (node.data !== next.data) node.data = next.data;
+  } else if (!node.dataset.focus) {
+    refreshAttributes(node, next);
+    refreshChildren(node, next);
+  }
+}
+
+/** Whether something is folded is for the reader to say. */
+function refreshAttributes(element, next) {
+  const isOurs = ({ name }) => name !== 'open';
+  for (const { name, value } of [...next.attributes].filter(isOurs)) {
+    if (element.getAttribute(name) !== value) element.setAttribute(name, value);
+  }
+  for (const { name } of [...element.attributes].filter(isOurs)) if (!next.hasAttribute(name)) element.removeAttribute(name);
+}

@@ -44,11 +44,24 @@ function makeForm({ fields, action, check = () => '', send }) {
   return form;
 }
 
-function loginForm({ api, done, user }) {
+/** Where the accounts have gone meanwhile no password is right, and another form is due. */
+async function needsSetup(api) {
+  const { setup } = await api.session().catch(() => ({}));
+  return setup === 'open' || setup === 'loopback';
+}
+
+function loginForm({ api, done, user, retry }) {
   return makeForm({
     fields: [field('user', 'User name', { autocomplete: 'username', value: user }), field('password', 'Password', { type: 'password', autocomplete: 'current-password' })],
     action: 'Log in',
-    send: async ({ user: name, password }) => done(await api.logIn(name.trim(), password)),
+    send: async ({ user: name, password }) => {
+      try {
+        return done(await api.logIn(name.trim(), password));
+      } catch (failure) {
+        if (failure.status === 401 && (await needsSetup(api))) return retry();
+        throw failure;
+      }
+    },
   });
 }
 
@@ -72,7 +85,7 @@ function elsewhere(retry) {
   return [
     make('p', {}, 'This server has no account yet. The first one is made on the machine where it runs:'),
     make('ul', {}, make('li', {}, 'open this page there, by the address of its loopback (localhost), or'),
-      make('li', {}, 'run ', make('code', {}, 'kvtctl user add'), ' there.')),
+      make('li', {}, 'run ', make('code', {}, 'kvtctl user add NAME --role operator'), ' there.')),
     make('button', { type: 'button', class: 'wide', onclick: retry }, 'Look again'),
   ];
 }
@@ -85,7 +98,7 @@ export function showEntry({ api, session, note, user = '', done, retry, cancel }
   const kinds = {
     open: ['Welcome', 'Make the first account. It is an operator: it can search, add and remove.', () => setupForm({ api, done })],
     loopback: ['Not set up yet', '', () => elsewhere(retry)],
-    done: ['Log in', '', () => loginForm({ api, done, user })],
+    done: ['Log in', '', () => loginForm({ api, done, user, retry })],
   };
   const [title, intro, body] = kinds[session.setup] ?? kinds.done;
   byId('entry-title').textContent = title;

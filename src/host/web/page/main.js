@@ -1,13 +1,13 @@
 // Puts the page together: who is logged in, what is shown, what a click does.
 
 import { Api } from './api.js';
-import { Details } from './details.js';
 import { confirm, searchDialog } from './dialogs.js';
 import { byId, foreign, make } from './dom.js';
 import { LiveFeed } from './events.js';
 import { hideEntry, showEntry, showUnreachable } from './login.js';
-import { filterRows, hostOf, sortRows } from './rows.js';
-import { showStatus, statusLine } from './status.js';
+import { Panel } from './panel.js';
+import { filterRows, hostOf, keyOf, sortRows } from './rows.js';
+import { statusLine } from './status.js';
 import { Store } from './store.js';
 import { COLUMNS, Table } from './table.js';
 import { counted, plain } from './text.js';
@@ -24,8 +24,6 @@ let session = { user: '', role: 'none' };
 let lastUser = '';
 let status;
 let peers = [];
-let panel = ''; // '', 'status' or the key of a row before which stands "row:"
-let openedRow; // as it was shown last
 let shown = []; // rows
 let toldCount; // listed servers when somebody was last told
 
@@ -62,8 +60,9 @@ function tellChanges(count) {
   }, TELL_MS);
 }
 
-function notice(text) {
+function notice(text, { isGood = false } = {}) {
   byId('notice').hidden = text === '';
+  byId('notice').dataset.level = isGood ? 'ok' : 'failed';
   byId('notice-text').replaceChildren(foreign(plain(text, 500)));
 }
 
@@ -86,7 +85,7 @@ function render({ isNewOrder = false } = {}) {
   byId('count').textContent = shown.length === all.length ? counted(all.length, 'server') : `${shown.length.toLocaleString('en')} of ${counted(all.length, 'server')}`;
   showEmpty(all.length);
   showOwn();
-  showPanel();
+  panel.show();
 }
 
 function showEmpty(total) {
@@ -117,60 +116,23 @@ function showSession() {
   byId('search-button').hidden = !canEdit();
 }
 
-// ---- the panel at the side
+// ---- the panel
 
-const isNarrow = matchMedia('(max-width: 52rem)');
-
-function showPanel() {
-  byId('status-button').setAttribute('aria-expanded', panel === 'status');
-  const key = panel.startsWith('row:') ? panel.slice('row:'.length) : undefined;
-  const row = key === undefined ? undefined : store.row(key);
-  if (key !== undefined && !row && !store.isLoading) return followOrClose();
-  byId('panel').hidden = panel === '';
-  // On a phone it covers everything else, so nothing else may be reached.
-  byId('main').inert = panel !== '' && isNarrow.matches;
-  table.setOpened(key);
-  if (panel === 'status') showStatus(byId('panel-body'), status);
-  openedRow = row;
-  if (row) details.show(row, { canEdit: canEdit(), peers });
-  byId('panel-title').replaceChildren(panel === 'status' ? 'Discovery' : row ? foreign(row.name) : '');
+function openRow(key, byKeyboard) {
+  panel.openRow(key, byKeyboard || isNarrow.matches);
+  fetchPeers();
 }
 
-function followOrClose() {
-  const successor = openedRow && store.successor(openedRow);
-  if (!successor) return closePanel('This server is no longer there');
-  panel = `row:${successor.key}`;
-  showPanel();
-}
-
-function openPanel(next, takesFocus) {
-  if (panel !== next) details.clear();
-  panel = next;
-  showPanel();
-  if (takesFocus) byId('panel-title').focus();
-  if (panel.startsWith('row:')) fetchPeers();
-}
-
-function closePanel(why = '') {
-  const wasStatus = panel === 'status';
-  const hadFocus = byId('panel').contains(document.activeElement);
-  panel = '';
-  openedRow = undefined;
-  details.clear();
-  byId('panel').hidden = true;
-  byId('main').inert = false;
-  byId('status-button').setAttribute('aria-expanded', 'false');
-  table.setOpened(undefined);
+function panelClosed(why, hadFocus, wasRow) {
   if (why) tell(why);
-  if (!hadFocus) return;
-  if (wasStatus || !table.focusActive()) byId('status-button').focus();
+  if (hadFocus && !(wasRow && table.focusActive())) byId('status-button').focus();
 }
 
 async function fetchPeers() {
   const next = await attempt(() => api.peers(), { isQuiet: true });
   if (!next) return;
   peers = next;
-  showPanel();
+  panel.show();
 }
 
 // ---- deeds
@@ -207,7 +169,21 @@ async function trustPeer(peer) {
     action: 'Trust',
   });
   if (!isAgreed) return;
-  await attempt(() => api.trust(peer.address, peer.offered.fingerprint));
+  const isTrusted = await attempt(async () => {
+    await api.trust(peer.address, peer.offered.fingerprint);
+    return true;
+  });
+  afterEdit();
+  if (isTrusted) await callAgain(hostOf(peer.address));
+}
+
+/** Discovery calls a server that was refused again when it pleases; a search shows at once whether it is the right one. */
+async function callAgain(host) {
+  tell(`Calling ${host}`);
+  const answer = await attempt(() => api.search(host));
+  if (!answer) return;
+  if (answer.record) notice(`The server at ${host} has answered with the certificate that is trusted now.`, { isGood: true });
+  else notice(`The certificate is trusted now, but no server was found at ${host}. ${answer.reason}`);
   afterEdit();
 }
 
@@ -224,7 +200,7 @@ async function forgetPeer(peer) {
 
 /** Without a stream, what one has just done would show only at the next poll. */
 function afterEdit() {
-  if (panel.startsWith('row:')) fetchPeers();
+  if (panel.key !== undefined) fetchPeers();
   if (byId('live').dataset.state !== 'live') feed.refresh();
 }
 
@@ -304,12 +280,12 @@ function applyEvent(name, data) {
 
 function showStatusChange() {
   showStatusLine();
-  if (panel === 'status') showStatus(byId('panel-body'), status);
+  if (panel.showsStatus) panel.show();
 }
 
 /** A certificate that has changed comes in as a failed sighting. */
 function peersMayHaveChanged(delta) {
-  const row = panel.startsWith('row:') && store.row(panel.slice('row:'.length));
+  const row = store.row(panel.key);
   if (!row) return;
   const hosts = new Set([row.key, ...row.sightings.map((sighting) => hostOf(sighting.address))]);
   if ((delta.changed ?? []).some((sighting) => hosts.has(hostOf(sighting.address)))) fetchPeers();
@@ -362,7 +338,7 @@ function forgetView() {
   feed.stop();
   store.clear();
   api.forgetTags();
-  closePanel();
+  panel.close();
   peers = [];
   status = undefined;
   toldCount = undefined;
@@ -392,9 +368,15 @@ async function logOut() {
 
 // ---- wiring
 
-const details = new Details(byId('panel-body'), { remove: removeRow, trust: trustPeer, forget: forgetPeer });
+const isNarrow = matchMedia('(max-width: 52rem)');
+const panel = new Panel(store, { remove: removeRow, trust: trustPeer, forget: forgetPeer }, {
+  isNarrow: () => isNarrow.matches,
+  known: () => ({ canEdit: canEdit(), peers, status }),
+  opened: (key) => table.setOpened(key),
+  closed: panelClosed,
+});
 const table = new Table(byId('grid'), {
-  onOpen: (key, byKeyboard) => openPanel(`row:${key}`, byKeyboard || isNarrow.matches),
+  onOpen: openRow,
   onSort: (column) => sortBy(column, view.column === column && !view.isDescending),
 });
 
@@ -414,14 +396,22 @@ byId('filter').addEventListener('keydown', (event) => {
     table.focusActive();
   }
 });
-byId('search-button').addEventListener('click', () => searchDialog({ api: guarded, tell: (text) => { tell(text); afterEdit(); } }));
-byId('status-button').addEventListener('click', () => (panel === 'status' ? closePanel() : openPanel('status', true)));
-byId('panel-close').addEventListener('click', () => closePanel());
+byId('search-button').addEventListener('click', () => searchDialog({
+  api: guarded,
+  isListed: (record) => store.row(keyOf(record))?.isListed === true,
+  tell: (text) => { tell(text); afterEdit(); },
+}));
+byId('status-button').addEventListener('click', () => (panel.showsStatus ? panel.close() : panel.openStatus()));
+byId('panel-close').addEventListener('click', () => panel.close());
 byId('notice-close').addEventListener('click', () => notice(''));
 byId('logout-button').addEventListener('click', logOut);
 byId('login-button').addEventListener('click', () => showDoor('', begin));
-isNarrow.addEventListener('change', () => byId('app').hidden || showPanel());
-setInterval(() => byId('app').hidden || showStatusLine(), 10_000);
+isNarrow.addEventListener('change', () => byId('app').hidden || panel.show());
+setInterval(() => {
+  if (byId('app').hidden) return;
+  showStatusLine();
+  panel.refresh();
+}, 10_000);
 
 /** The search's dialog shows failures itself; only a login that has ended is ours. */
 const guarded = {
@@ -437,13 +427,13 @@ async function passOn(failure) {
 document.addEventListener('keydown', (event) => {
   if (byId('app').hidden || event.defaultPrevented || document.querySelector('dialog[open]')) return;
   const isTyping = event.target.closest?.('input');
-  if (event.key === '/' && !isTyping && !event.ctrlKey && !event.metaKey && !byId('main').inert) {
+  if (event.key === '/' && !isTyping && !event.ctrlKey && !event.metaKey && !byId('listing').inert) {
     event.preventDefault();
     byId('filter').focus();
     byId('filter').select();
-  } else if (event.key === 'Escape' && panel !== '' && !isTyping?.value) {
+  } else if (event.key === 'Escape' && panel.isOpen && !isTyping?.value) {
     event.preventDefault();
-    closePanel();
+    panel.close();
   }
 });
 

@@ -1,10 +1,19 @@
 // The panel of discovery: what this server does to find others, and how it fares.
 
-import { foreign, make } from './dom.js';
+import { foreign, make, refresh } from './dom.js';
 import { when } from './details.js';
 import { ago, counted, duration, plain, timeOf } from './text.js';
 
 const MAX_LINES = 60;
+
+/** What waits, by the name that the server has for it. */
+const WORDS = {
+  action: 'Requests that change or search',
+  prompt: 'Requests answered at once',
+  read: 'Requests that read',
+  discovery_jobs_waiting: 'Discovery jobs that wait',
+  discovery_jobs_running: 'Discovery jobs that run',
+};
 
 function isPresent(value) {
   return value !== undefined && value !== null && value !== '' && value !== false;
@@ -27,7 +36,7 @@ function section(title, content) {
 /** Figures by name: {"too old": 3}. */
 function figures(object) {
   const entries = Object.entries(object ?? {}).filter(([, value]) => typeof value === 'number').slice(0, MAX_LINES);
-  return entries.map(([name, value]) => [foreign(plain(name, 60)), value]);
+  return entries.map(([name, value]) => [Object.hasOwn(WORDS, name) ? WORDS[name] : foreign(plain(name, 60)), value]);
 }
 
 function lastPass(discovery) {
@@ -60,7 +69,7 @@ function sections(status) {
     ['Announcements', [['Received', announcements?.received], ...dropped.map(([name, value]) => [[ 'Dropped: ', name ], value])]],
     ['SLP', figures(status.slp)],
     ['Calls to servers', [['Made', peers?.fetches], ...failures.map(([name, value]) => [['Failed: ', name], value])]],
-    ['Waiting', figures(status.queues)],
+    ['Work', figures(status.queues)],
     ['Interfaces', interfaces(status.interfaces)],
     ['This server', [['Version', foreign(plain(status.version, 40))], ['Build', foreign(plain(status.build, 40))],
       ['Up for', duration((status.uptimeSeconds ?? NaN) * 1000)], ['Listens on', (status.listens ?? []).slice(0, 16).map((each) => foreign(plain(each)))],
@@ -69,11 +78,9 @@ function sections(status) {
 }
 
 export function showStatus(body, status) {
-  if (!status) return body.replaceChildren(make('p', { class: 'hint' }, 'Nothing is known yet.'));
+  if (!status) return refresh(body, make('p', { class: 'hint' }, 'Nothing is known yet.'));
   const shown = sections(status).filter(([, entries]) => entries.length > 0);
-  const top = body.scrollTop;
-  body.replaceChildren(...shown.map(([title, entries]) => section(title, facts(entries))));
-  body.scrollTop = top;
+  refresh(body, shown.map(([title, entries]) => section(title, facts(entries))));
 }
 
 /** The same in one line. */

@@ -121,7 +121,7 @@ TEST(Pages, MayRunTheirOwnFilesOnlyAndAskNobodyElse) {
   for (const auto& file : pageFiles()) {
     const Answer answer = host::pageAnswer(file);
     EXPECT_EQ(header(answer, "Content-Security-Policy"),
-              "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; img-src 'self' data:; "
+              "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; img-src 'self'; "
               "base-uri 'none'; form-action 'self'; frame-ancestors 'none'");
     EXPECT_EQ(header(answer, "Cache-Control"), "no-cache");
   }
@@ -169,6 +169,21 @@ TEST_F(PagesOverHttp, KeepTheirTypesAndTellNothingOfWhereTheyAreReadToOthers) {
 TEST_F(PagesOverHttp, AreServedBehindAPrefixToo) {
   EXPECT_EQ(get("/kvt/").body, index().contents);
   EXPECT_EQ(get("/kvt/web/main.js").status, 200);
+}
+
+TEST_F(PagesOverHttp, AreFoundByThePrefixAloneWithItsSlashAdded) {
+  for (const auto* target : {"/kvt", "/kvt?from=bookmark", "http://here/kvt"}) {
+    const auto answer = get(target);
+    EXPECT_EQ(answer.status, 308) << target;
+    EXPECT_EQ(answer.header("location"), "kvt/") << target;
+  }
+  for (const auto* target : {"/", "/?x", "/kvt/", "/kvt/?x", "http://here", "http://here/kvt/"}) {
+    EXPECT_EQ(get(target).status, 200) << target;
+  }
+  EXPECT_EQ(get("/kvt", "POST").status, 405);
+  for (const auto* target : {"/kvtx", "/kv", "//kvt", "/kvt/kvt"}) {
+    EXPECT_EQ(get(target).status, 401) << target;
+  }
 }
 
 TEST_F(PagesOverHttp, AnswerHeadWithoutTheContents) {
