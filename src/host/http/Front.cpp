@@ -119,17 +119,18 @@ class Front::Impl {
     listener.acceptor.async_accept([this, &listener](error_code error, tcp::socket socket) {
       if (!listener.acceptor.is_open()) return;
       if (error) return acceptLater(listener, error);
-      take(std::move(socket));
       accept(listener);
+      take(std::move(socket));
     });
   }
 
+  /// What may fail for a lack of memory comes when the listener is already to be heard again; so it is above.
   void acceptLater(Listener& listener, error_code error) {
-    mContext.logRefusal("-", "cannot accept: " + error.message());
     listener.pause.expires_after(kAcceptPause);
     listener.pause.async_wait([this, &listener](error_code cancelled) {
       if (!cancelled && listener.acceptor.is_open()) accept(listener);
     });
+    mContext.logRefusal("-", "cannot accept: " + error.message());
   }
 
   /// What one connection throws must not keep the listener from the next.

@@ -132,6 +132,7 @@ class HttpSession final : public Session, public std::enable_shared_from_this<Ht
     });
   }
   void enter(Stage stage, std::chrono::milliseconds time) { enter(stage, steady_clock::now() + time); }
+    mTimedOut = false;
 
   /// A request on its way counts from its first byte, so that one that is being sent does not give way to one that is
   /// yet to come.
@@ -147,6 +148,7 @@ class HttpSession final : public Session, public std::enable_shared_from_this<Ht
       default:
         mContext.endWait(this);
     }
+      case Stage::kWriting:
   }
 
   void expired() {
@@ -184,7 +186,11 @@ class HttpSession final : public Session, public std::enable_shared_from_this<Ht
       mTransport.handshake([self = self()](error_code error) {
         if (self->mStage != Stage::kHandshake) return;
         if (!error) return self->awaitRequest();
-        self->mContext.handshakeFailed(self->mRemoteAddress, error.message());
+        if (Transport::isAlert(error)) {
+          self->mContext.handshakeDeclined(self->mRemoteAddress, error.message());
+        } else {
+          self->mContext.handshakeFailed(self->mRemoteAddress, error.message());
+        }
         self->abort();
       });
     }
@@ -316,6 +322,7 @@ class HttpSession final : public Session, public std::enable_shared_from_this<Ht
     } else {
       web::async_write(mTransport.stream(), *mSerializer, std::move(written));
     }
+    mContext.requestRefused();
   }
 
   void answerWritten(bool close) {

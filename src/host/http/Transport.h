@@ -54,6 +54,12 @@ class TlsTransport {
                             });
   }
 
+  /// Whether the client has ended the handshake by an alert (RFC 8446 section 6.2).
+  static bool isAlert(boost::system::error_code error) {
+    return error.category() == boost::asio::error::get_ssl_category() &&
+           ERR_GET_REASON(static_cast<unsigned long>(error.value())) >= SSL_AD_REASON_OFFSET;
+  }
+
   /// Sends the close_notify of RFC 8446 section 6.1. The client's own is not waited for: it need not send one.
   template <typename Handler>
   void sayGoodbye(Handler handler) {

@@ -14,7 +14,7 @@ enum class Fate { kSent, kReceived, kDropped };
 using TrafficCounter = std::function<void(Fate fate, const char* kind)>;
 
 /// Who is told of each message from now on; empty: nobody, as at first. When this returns, the one before is called no
-/// more, but for one that replaces itself. Safe for every thread.
+/// more, but for one that replaces itself; two that do so at once wait for one another for ever. Safe for every thread.
 void setTrafficCounter(TrafficCounter counter);
 
 /// Tells the counter, if there is one, of a message; its kind is read from its first two bytes, whatever they are.

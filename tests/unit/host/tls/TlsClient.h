@@ -8,11 +8,12 @@
 
 namespace host_test {
 
-/// A client that speaks TLS and believes any certificate. No wait is longer than 20 s.
+/// A client that speaks TLS and believes any certificate, or none. No wait is longer than 20 s.
 class TlsClient {
  public:
   /// Connects to the loopback address and shakes hands, which may fail. Throws std::runtime_error without a connection.
-  explicit TlsClient(std::uint16_t port, int newest = TLS1_3_VERSION, int oldest = TLS1_VERSION);
+  explicit TlsClient(std::uint16_t port, int newest = TLS1_3_VERSION, int oldest = TLS1_VERSION,
+                     bool isTrusting = true);
   ~TlsClient();
   TlsClient(TlsClient&& other) noexcept;
   TlsClient(const TlsClient&) = delete;
