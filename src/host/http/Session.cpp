@@ -125,6 +125,7 @@ class HttpSession final : public Session, public std::enable_shared_from_this<Ht
 
   void enter(Stage stage, steady_clock::time_point deadline) {
     mStage = stage;
+    mTimedOut = false;
     noteWait();
     mTimer.expires_at(deadline);
     mTimer.async_wait([self = self(), deadline](error_code error) {
@@ -132,7 +133,6 @@ class HttpSession final : public Session, public std::enable_shared_from_this<Ht
     });
   }
   void enter(Stage stage, std::chrono::milliseconds time) { enter(stage, steady_clock::now() + time); }
-    mTimedOut = false;
 
   /// A request on its way counts from its first byte, so that one that is being sent does not give way to one that is
   /// yet to come.
@@ -141,6 +141,7 @@ class HttpSession final : public Session, public std::enable_shared_from_this<Ht
       case Stage::kHandshake:
       case Stage::kIdle:
       case Stage::kHeader:
+      case Stage::kWriting:
       case Stage::kDraining:
         return mContext.beginWait(this);
       case Stage::kBody:
@@ -148,7 +149,6 @@ class HttpSession final : public Session, public std::enable_shared_from_this<Ht
       default:
         mContext.endWait(this);
     }
-      case Stage::kWriting:
   }
 
   void expired() {
@@ -298,6 +298,7 @@ class HttpSession final : public Session, public std::enable_shared_from_this<Ht
 
   /// Answers what cannot be served and ends the connection, because what follows may be anything.
   void refuse(Answer answer) {
+    mContext.requestRefused();
     mContext.logRefusal(mRemoteAddress, std::to_string(answer.status) + " " + printable(mParser->get().target()));
     answer.close = true;
     write(std::move(answer));
@@ -322,7 +323,6 @@ class HttpSession final : public Session, public std::enable_shared_from_this<Ht
     } else {
       web::async_write(mTransport.stream(), *mSerializer, std::move(written));
     }
-    mContext.requestRefused();
   }
 
   void answerWritten(bool close) {

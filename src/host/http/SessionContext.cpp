@@ -64,15 +64,15 @@ void SessionContext::handshakeFailed(const std::string& remoteAddress, const std
   logRefusal(remoteAddress, "TLS: " + what);
 }
 
-FrontCounts SessionContext::counts() const {
-  return {mCounts.connections, mCounts.streams,          mCounts.evicted,
-          mCounts.refused,     mCounts.failedHandshakes, mCounts.refusedRequests};
-}
-
-}  // namespace host
 void SessionContext::handshakeDeclined(const std::string& remoteAddress, const std::string& what) {
   ++mCounts.failedHandshakes;
   if (!utils::logging::enabled(utils::LOG_DETAIL)) return;
   utils::formatted_log_t(utils::LOG_DETAIL, "Front:%1% has ended the handshake:%2%") % remoteAddress % what;
 }
 
+FrontCounts SessionContext::counts() const {
+  return {mCounts.connections, mCounts.streams,          mCounts.evicted,
+          mCounts.refused,     mCounts.failedHandshakes, mCounts.refusedRequests};
+}
+
+}  // namespace host

@@ -58,7 +58,10 @@ class SessionContext {
   /// Logs what a client did wrong, within bounds.
   void logRefusal(const std::string& remoteAddress, const std::string& what);
   void handshakeFailed(const std::string& remoteAddress, const std::string& what);
+  /// The client has ended it: browsers do so at a certificate that they do not know yet.
+  void handshakeDeclined(const std::string& remoteAddress, const std::string& what);
   void refused() { ++mCounts.refused; }
+  void requestRefused() { ++mCounts.refusedRequests; }
 
   /// Safe for every thread.
   FrontCounts counts() const;
@@ -67,12 +70,10 @@ class SessionContext {
   struct Counts {
     std::atomic<std::size_t> connections{0};
     std::atomic<std::size_t> streams{0};
-  /// The client has ended it: browsers do so at a certificate that they do not know yet.
-  void handshakeDeclined(const std::string& remoteAddress, const std::string& what);
     std::atomic<std::uint64_t> evicted{0};
-  void requestRefused() { ++mCounts.refusedRequests; }
     std::atomic<std::uint64_t> refused{0};
     std::atomic<std::uint64_t> failedHandshakes{0};
+    std::atomic<std::uint64_t> refusedRequests{0};
   };
 
   Counts mCounts;
@@ -82,4 +83,3 @@ class SessionContext {
 };
 
 }  // namespace host
-    std::atomic<std::uint64_t> refusedRequests{0};
