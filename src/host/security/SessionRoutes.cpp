@@ -43,7 +43,7 @@ namespace {
 /// User and password of a body; the answer is a refusal.
 template <typename Credentials>
 std::variant<Credentials, Answer> readCredentials(const std::string& body) {
-  auto document = readBody(body);
+  auto document = readShortBody(body);
   if (auto* refusal = std::get_if<Answer>(&document)) return std::move(*refusal);
   const auto& object = std::get<json::Object>(document);
   Credentials read{json::textAt(object, {"user"}), json::textAt(object, {"password"})};

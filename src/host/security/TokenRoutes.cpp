@@ -4,7 +4,6 @@
 #include <utility>
 #include <variant>
 
-#include "host/http/Translate.h"
 #include "host/security/Answers.h"
 #include "host/security/Work.h"
 #include "json/lookup.h"
@@ -42,7 +41,7 @@ Answer TokenRoutes::list(const ClientRequest& request) {
 }
 
 void TokenRoutes::add(ClientRequest request, Service::Done done) {
-  auto body = readBody(request.body);
+  auto body = readShortBody(request.body);
   if (auto* refusal = std::get_if<Answer>(&body)) return done(std::move(*refusal));
   const auto& object = std::get<json::Object>(body);
   const std::string name = json::textAt(object, {"name"});

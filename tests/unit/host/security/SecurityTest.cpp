@@ -471,6 +471,20 @@ TEST_F(SecurityTest, MakesTheFirstAccountFromTheMachineItself) {
   EXPECT_EQ(login({}, "admin").status, 200);
 }
 
+TEST_F(SecurityTest, ReadsNoLongBodyBeforeItKnowsWhoSendsIt) {
+  start();
+  const std::string atMost(4096, '[');
+  const std::string tooLong(4097, '[');
+  EXPECT_EQ(ask(localClient(), "POST", "/1.0/setup", atMost).status, 400);
+  EXPECT_EQ(ask(localClient(), "POST", "/1.0/setup", tooLong).status, 413);
+  EXPECT_EQ(ask({}, "POST", "/1.0/session", atMost).status, 400);
+  EXPECT_EQ(ask({}, "POST", "/1.0/session", tooLong).status, 413);
+  ASSERT_FALSE(mAccounts.add("admin", "operator", kPassword));
+  const Client admin = withToken("admin", "operator");
+  EXPECT_EQ(ask(admin, "POST", "/1.0/tokens", atMost).status, 400);
+  EXPECT_EQ(ask(admin, "POST", "/1.0/tokens", tooLong).status, 413);
+}
+
 TEST_F(SecurityTest, MakesTheFirstAccountFromNowhereElse) {
   start();
   Client elsewhere = localClient();
