@@ -100,7 +100,7 @@ Server::Server(const Settings& settings)
 void Server::observe() {
   mObserveResources = std::make_unique<ObserveResources>(*PluginManager::get_instance(), mObservatory);
   mObservatory->provideQueues([this] { return mDispatcher->waiting(); });
-  mObservatory->provideConnections([this] { return mFront->counts().connections; });
+  mObservatory->provideFront([this] { return mFront->counts(); });
   if (mTls) mObservatory->provide("certificate", [tls = mTls] { return certificateDocument(tls->info()); });
   mObservatory->onChange([this] { mEvents->hint(); });
   utils::observer::set(mObservatory);
@@ -146,7 +146,7 @@ void Server::stop() {
   utils::observer::set(nullptr);
   mObservatory->onChange({});
   mObservatory->provideQueues({});
-  mObservatory->provideConnections({});
+  mObservatory->provideFront({});
   mObserveResources.reset();
   mResources.reset();
   mFront.reset();

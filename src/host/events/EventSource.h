@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -18,6 +19,7 @@ namespace host {
 struct SightingChanges {
   std::uint64_t version = 0;
   bool isComplete = true;  ///< false: they must be fetched anew
+  bool hasMore = false;    ///< after this version
   std::vector<json::Object> changed;
   std::vector<std::string> removed;  ///< addresses
 };
@@ -28,7 +30,8 @@ struct EventSource {
   /// The list of servers; nothing when it cannot be had now.
   std::function<std::optional<json::Array>()> servers;
   std::function<std::uint64_t()> sightingsVersion;
-  std::function<SightingChanges(std::uint64_t version)> sightings;
+  /// The first ones after a version, at most that many.
+  std::function<SightingChanges(std::uint64_t version, std::size_t most)> sightings;
   /// Nothing when there is none now.
   std::function<std::optional<json::Object>()> status;
 };

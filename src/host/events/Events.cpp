@@ -183,17 +183,22 @@ std::string Events::serverNews() {
   const ServerChanges changes = mDiff.take(*records);
   const bool hadList = std::exchange(mHasList, true);
   if (!hadList || changes.size() > kMostChanges) return resetEvent();
-  return changes.empty() ? "" : serversEvent(changes);
+  if (changes.empty()) return "";
+  std::string event = serversEvent(changes);
+  return event.size() > kMostBytes ? resetEvent() : event;
 }
 
 std::string Events::sightingNews() {
   if (!mSource.sightings) return "";
-  const auto told = ask([this] { return mSource.sightings(mSightings); });
-  if (!told) return "";
-  const SightingChanges& changes = *told;
-  mSightings = changes.version;
-  if (!changes.isComplete || changes.changed.size() + changes.removed.size() > kMostChanges) return resetEvent();
-  return changes.changed.empty() && changes.removed.empty() ? "" : sightingsEvent(changes);
+  for (std::size_t most = kMostChanges;; most /= 2) {
+    const auto changes = ask([this, most] { return mSource.sightings(mSightings, most); });
+    if (!changes) return "";
+    std::string event = changes->isComplete ? sightingsEvent(*changes) : resetEvent();
+    if (event.size() > kMostBytes && most > 1) continue;  // fewer, then
+    mSightings = changes->version;
+    if (changes->hasMore) hint();
+    return changes->isComplete && changes->changed.empty() && changes->removed.empty() ? "" : event;
+  }
 }
 
 void Events::tellStatus() {

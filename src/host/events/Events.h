@@ -32,8 +32,11 @@ struct EventTimes {
 /// a client that fetches the lists after it and then applies what comes misses nothing.
 class Events {
  public:
-  /// More changes than that at once are told by "reset": fetching everything is then cheaper for both sides.
+  /// More changes of servers than that at once, or more bytes, are told by "reset": fetching everything is then cheaper
+  /// for both sides. More sightings than that come in several events, one look after the other. Every piece lies once
+  /// for each who listens, and a client that reads must be able to follow.
   static constexpr std::size_t kMostChanges = 500;
+  static constexpr std::size_t kMostBytes = 128 * 1024;
 
   explicit Events(EventSource source, EventTimes times = {});
   /// Closes.

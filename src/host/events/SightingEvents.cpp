@@ -7,9 +7,9 @@ namespace host {
 
 void addSightings(EventSource& source, const Observatory& observatory) {
   source.sightingsVersion = [&observatory] { return observatory.sightings().version(); };
-  source.sightings = [&observatory](std::uint64_t version) {
-    Sightings::Changes seen = observatory.changedSince(version);
-    SightingChanges changes{seen.version, seen.isComplete, {}, std::move(seen.removed)};
+  source.sightings = [&observatory](std::uint64_t version, std::size_t most) {
+    Sightings::Changes seen = observatory.changedSince(version, most);
+    SightingChanges changes{seen.version, seen.isComplete, seen.hasMore, {}, std::move(seen.removed)};
     if (!seen.isComplete) return changes;  // all of them: they are fetched anew
     for (const auto& entry : seen.changed) {
       changes.changed.push_back(sightingDocument(*entry));

@@ -26,6 +26,8 @@ constexpr std::array kHelp{Help{"announce_records", "Announce records that were 
                            Help{"discovery_jobs_running", "Jobs of the discovery pass that run."},
                            Help{"discovery_jobs_waiting", "Jobs of the discovery pass that wait for a thread."},
                            Help{"http_connections", "Connections of clients that are open."},
+                           Help{"http_connections_dropped", "Connections of clients that were ended, by reason."},
+                           Help{"http_streams", "Connections of clients that follow events."},
                            Help{"peers_fetches", "Calls to other servers, by outcome."},
                            Help{"servers_listed", "Servers in the list."},
                            Help{"slp_messages_dropped", "SLP messages that were received and are none, by kind."},

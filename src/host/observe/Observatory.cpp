@@ -22,6 +22,15 @@ prometheus::MetricFamily queueFamily(const Observatory::Queues& queues) {
   return family;
 }
 
+void addFront(MetricsFacts& facts, const FrontCounts& front) {
+  facts.gauges["http_connections"] = static_cast<double>(front.connections);
+  facts.gauges["http_streams"] = static_cast<double>(front.streams);
+  facts.counters["http_connections_dropped"] = {{"gave way", front.evicted},
+                                                {"too many", front.refused},
+                                                {"handshake", front.failedHandshakes},
+                                                {"request", front.refusedRequests}};
+}
+
 }  // namespace
 
 Observatory::Observatory(Now now) : mNow(std::move(now)), mStarted(mNow()) {}
@@ -59,7 +68,6 @@ void Observatory::measured(std::string_view gauge, double value) {
 }
 
 void Observatory::inventoryChanged() {
-  ++mInventoryVersion;
   changed();
 }
 
@@ -95,9 +103,9 @@ void Observatory::provideQueues(std::function<Queues()> provider) {
   mQueues.swap(provider);
 }
 
-void Observatory::provideConnections(std::function<std::size_t()> provider) {
+void Observatory::provideFront(std::function<FrontCounts()> provider) {
   const std::lock_guard lock(mMutex);
-  mConnections.swap(provider);
+  mFront.swap(provider);
 }
 
 json::Object Observatory::provided() const {
@@ -120,10 +128,10 @@ Observatory::Queues Observatory::queues() const {
 
 std::string Observatory::metrics() const {
   std::unique_lock lock(mMutex);
-  const auto connections = mConnections;
+  const auto front = mFront;
   lock.unlock();
   MetricsFacts facts{kVersion, mStarted, discovery().state, mSightings.tally(), mCounts.counters(), mCounts.gauges()};
-  if (connections) facts.gauges["http_connections"] = static_cast<double>(connections());
+  if (front) addFront(facts, front());
   auto families = metricFamilies(facts);
   families.push_back(queueFamily(queues()));
   auto requests = mRequests.collect();

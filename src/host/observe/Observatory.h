@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "framework/utils/Observer.h"
+#include "host/http/FrontCounts.h"
 #include "host/observe/Counts.h"
 #include "host/observe/MetricsText.h"
 #include "host/observe/RequestMetrics.h"
@@ -57,10 +58,10 @@ class Observatory : public utils::Observer {
   /// tells of it, so it must return at once and throw nothing. Empty: nobody listens any more, although a call under
   /// way may still end.
   void onChange(std::function<void()> listener);
-  /// Grows with each change of the list of servers.
-  std::uint64_t inventoryVersion() const { return mInventoryVersion; }
   /// Each sighting as `sightingDocument` shows it.
-  Sightings::Changes changedSince(std::uint64_t version) const { return mSightings.changedSince(version); }
+  Sightings::Changes changedSince(std::uint64_t version, std::size_t most) const {
+    return mSightings.changedSince(version, most);
+  }
 
   const Sightings& sightings() const { return mSightings; }
   Discovery discovery() const;
@@ -79,8 +80,8 @@ class Observatory : public utils::Observer {
   void provide(const std::string& member, Provider provider);
   /// Lengths of queues, by name.
   void provideQueues(std::function<Queues()> provider);
-  /// Connections of clients that are open.
-  void provideConnections(std::function<std::size_t()> provider);
+  /// What the front does.
+  void provideFront(std::function<FrontCounts()> provider);
 
   /// What the providers say now.
   json::Object provided() const;
@@ -97,7 +98,6 @@ class Observatory : public utils::Observer {
   Sightings mSightings;
   Counts mCounts;
   RequestMetrics mRequests;
-  std::atomic<std::uint64_t> mInventoryVersion = 0;
   std::atomic<bool> mIsReady = false;
   mutable std::mutex mMutex;  ///< guards what follows
   Discovery mDiscovery;
@@ -105,7 +105,7 @@ class Observatory : public utils::Observer {
   std::function<void()> mListener;
   std::map<std::string, Provider> mProviders;
   std::function<Queues()> mQueues;
-  std::function<std::size_t()> mConnections;
+  std::function<FrontCounts()> mFront;
 };
 
 }  // namespace host

@@ -1,6 +1,7 @@
 #include "host/observe/Sightings.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace host {
@@ -51,6 +52,18 @@ void noteOutcome(KnownServer& server, const utils::Sighting& sighting, KnownServ
   server.reason = cut(sighting.reason);
 }
 
+bool isQuiet(KnownServer::Time changed, KnownServer::Time now) {
+  return now >= changed && now - changed < Sightings::kQuietTime;
+}
+
+/// Whether two differ in nothing but times.
+bool isSameButForTimes(const KnownServer& one, const KnownServer& other) {
+  const auto hasSame = [](const auto& a, const auto& b) { return a.has_value() == b.has_value(); };
+  return one.state == other.state && one.displayId == other.displayId && one.reason == other.reason &&
+         hasSame(one.verified, other.verified) && hasSame(one.failed, other.failed) &&
+         std::equal(one.sources.begin(), one.sources.end(), other.sources.begin(), hasSame);
+}
+
 }  // namespace
 
 bool Sightings::take(const utils::Sighting& sighting, KnownServer::Time now) {
@@ -64,11 +77,21 @@ bool Sightings::take(const utils::Sighting& sighting, KnownServer::Time now) {
   if (!sighting.displayId.empty()) server->displayId = cut(sighting.displayId);
   if (sighting.outcome != Outcome::kLeft) noteSource(*server, sighting.source, now);
   noteOutcome(*server, sighting, now);
-  put(std::move(server));
+  if (isKnown && isQuiet(known->second->changed, now) && isSameButForTimes(*known->second->entry, *server)) {
+    replace(known->second, std::move(server));
+    return false;
+  }
+  put(std::move(server), now);
   return true;
 }
 
-void Sightings::put(Entry entry) {
+void Sightings::replace(Places::iterator place, Entry entry) {
+  mByAddress.erase(place->entry->address);
+  place->entry = std::move(entry);
+  mByAddress.emplace(place->entry->address, place);
+}
+
+void Sightings::put(Entry entry, KnownServer::Time now) {
   const auto known = mByAddress.find(entry->address);
   if (known != mByAddress.end()) {
     const auto place = known->second;
@@ -77,7 +100,7 @@ void Sightings::put(Entry entry) {
   } else if (mPlaces.size() >= mLimit) {
     makeRoom();
   }
-  mPlaces.push_back({std::move(entry), ++mVersion});
+  mPlaces.push_back({std::move(entry), ++mVersion, now});
   mByAddress.emplace(mPlaces.back().entry->address, std::prev(mPlaces.end()));
 }
 
@@ -100,20 +123,32 @@ Sightings::Entries Sightings::all() const {
   return entries;
 }
 
-Sightings::Changes Sightings::changedSince(std::uint64_t version) const {
-  Changes changes;
+Sightings::Changes Sightings::changedSince(std::uint64_t version, std::size_t most) const {
   const std::lock_guard lock(mMutex);
-  changes.version = mVersion;
+  Changes changes;
   changes.isComplete = version >= mForgotten && version <= mVersion;
-  for (auto place = mPlaces.rbegin(); place != mPlaces.rend(); ++place) {
-    if (changes.isComplete && place->version <= version) break;
-    changes.changed.push_back(place->entry);
+  changes.version = changes.isComplete ? version : mVersion;
+  auto place = mPlaces.end();
+  while (place != mPlaces.begin() && (!changes.isComplete || std::prev(place)->version > version))
+    --place;
+  if (!changes.isComplete) {
+    std::transform(place, mPlaces.end(), std::back_inserter(changes.changed),
+                   [](const Place& each) { return each.entry; });
+    return changes;
   }
-  std::reverse(changes.changed.begin(), changes.changed.end());
-  if (!changes.isComplete) return changes;
-  for (auto removal = mRemovals.rbegin(); removal != mRemovals.rend() && removal->first > version; ++removal) {
-    if (!mByAddress.contains(removal->second)) changes.removed.push_back(removal->second);
+  auto removal = std::upper_bound(mRemovals.begin(), mRemovals.end(), version,
+                                  [](std::uint64_t since, const Removal& each) { return since < each.first; });
+  for (; most > 0 && (place != mPlaces.end() || removal != mRemovals.end()); --most) {
+    if (removal == mRemovals.end() || (place != mPlaces.end() && place->version < removal->first)) {
+      changes.version = place->version;
+      changes.changed.push_back((place++)->entry);
+    } else {
+      changes.version = removal->first;
+      if (!mByAddress.contains(removal->second)) changes.removed.push_back(removal->second);
+      ++removal;
+    }
   }
+  changes.hasMore = place != mPlaces.end() || removal != mRemovals.end();
   return changes;
 }
 

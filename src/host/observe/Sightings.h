@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <limits>
 #include <list>
 #include <memory>
 #include <mutex>
@@ -44,8 +45,8 @@ struct KnownServer {
   }
 };
 
-/// The servers that were seen lately, by address. Bounded: the one that was heard of longest ago makes room. Safe for
-/// every thread; nobody waits longer than one change, or the copying of pointers, takes.
+/// The servers that were seen lately, by address. Bounded: the one that was heard of longest ago makes room, give or
+/// take `kQuietTime`. Safe for every thread; nobody waits longer than one change, or the copying of pointers, takes.
 class Sightings {
  public:
   using Entry = std::shared_ptr<const KnownServer>;
@@ -55,11 +56,14 @@ class Sightings {
   /// Bytes; a sighting with a longer address is passed over, a longer text is cut.
   static constexpr std::size_t kLongestAddress = 255;
   static constexpr std::size_t kLongestText = 512;
+  /// For so long after a change it is none that nothing but times have moved.
+  static constexpr std::chrono::seconds kQuietTime{30};
 
   /// What is different since a version.
   struct Changes {
     std::uint64_t version = 0;  ///< ask for what comes after this one next time
     bool isComplete = true;     ///< false: too much has changed to tell, and `changed` holds everything
+    bool hasMore = false;       ///< there is more than was asked for
     Entries changed;            ///< in the order of their last change
     std::vector<std::string> removed;
   };
@@ -80,7 +84,8 @@ class Sightings {
 
   /// In the order of their last change.
   Entries all() const;
-  Changes changedSince(std::uint64_t version) const;
+  /// The first ones, at most that many, changed and removed together.
+  Changes changedSince(std::uint64_t version, std::size_t most = std::numeric_limits<std::size_t>::max()) const;
   std::uint64_t version() const;
   std::size_t size() const;
   Tally tally() const;
@@ -89,11 +94,13 @@ class Sightings {
   struct Place {
     Entry entry;
     std::uint64_t version = 0;
+    KnownServer::Time changed;
   };
   using Places = std::list<Place>;  ///< the latest change at the end
   using Removal = std::pair<std::uint64_t, std::string>;
 
-  void put(Entry entry);
+  void replace(Places::iterator place, Entry entry);
+  void put(Entry entry, KnownServer::Time now);
   void makeRoom();
 
   const std::size_t mLimit;

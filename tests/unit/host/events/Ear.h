@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -18,6 +20,7 @@ class Ear {
       if (piece.empty()) state->hasEnded = true;
       state->heard += piece;
       ++state->pieces;
+      state->largest = std::max(state->largest, piece.size());
       return !state->isDeaf;
     };
   }
@@ -30,6 +33,11 @@ class Ear {
   int pieces() const {
     const std::lock_guard lock(mState->mutex);
     return mState->pieces;
+  }
+  /// Bytes of the largest piece.
+  std::size_t largest() const {
+    const std::lock_guard lock(mState->mutex);
+    return mState->largest;
   }
   bool hasEnded() const {
     const std::lock_guard lock(mState->mutex);
@@ -46,6 +54,7 @@ class Ear {
     std::mutex mutex;
     std::string heard;
     int pieces = 0;
+    std::size_t largest = 0;
     bool hasEnded = false;
     bool isDeaf = false;
   };

@@ -163,7 +163,7 @@ TEST(EventText, TellsOfServers) {
 }
 
 TEST(EventText, TellsOfSightings) {
-  EXPECT_EQ(host::sightingsEvent({7, true, {parsed(R"({"address":"a"})")}, {"b"}}),
+  EXPECT_EQ(host::sightingsEvent({7, true, false, {parsed(R"({"address":"a"})")}, {"b"}}),
             "event: sightings\ndata: {\"changed\":[{\"address\":\"a\"}],\"removed\":[\"b\"]}\n\n");
 }
 

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <atomic>
 #include <future>
 #include <memory>
@@ -35,11 +36,12 @@ class World {
   void setStatus(const std::string& status) {
     set([&] { mStatus = status; });
   }
-  void setSightings(const std::string& changed, bool isComplete = true) {
+  /// So many more, one version each.
+  void setSightings(const std::string& changed, bool isComplete = true, std::uint64_t count = 1) {
     set([&] {
       mSighting = changed;
       mIsComplete = isComplete;
-      ++mVersion;
+      mVersion += count;
     });
   }
 
@@ -49,7 +51,7 @@ class World {
               const std::lock_guard lock(mMutex);
               return mVersion;
             },
-            [this](std::uint64_t since) { return sightings(since); },
+            [this](std::uint64_t since, std::size_t most) { return sightings(since, most); },
             [this]() -> std::optional<json::Object> {
               const std::lock_guard lock(mMutex);
               return parsed(mStatus);
@@ -76,10 +78,13 @@ class World {
                ? std::optional<json::Array>(static_cast<const json::Array&>(document["values"]))
                : std::nullopt;
   }
-  host::SightingChanges sightings(std::uint64_t since) {
+  host::SightingChanges sightings(std::uint64_t since, std::size_t most) {
     const std::lock_guard lock(mMutex);
-    host::SightingChanges changes{mVersion, mIsComplete, {}, {}};
-    if (since < mVersion) changes.changed.push_back(parsed(mSighting));
+    host::SightingChanges changes{mVersion, mIsComplete, false, {}, {}};
+    if (!mIsComplete) return changes;
+    changes.version = std::min<std::uint64_t>(mVersion, since + most);
+    changes.hasMore = changes.version < mVersion;
+    changes.changed.assign(changes.version - since, parsed(mSighting));
     return changes;
   }
 
@@ -101,6 +106,14 @@ std::string many(int count) {
     values += (number == 0 ? "" : ",") + server(std::to_string(number));
   }
   return "[" + values + "]";
+}
+
+std::size_t occurrences(const std::string& text, const std::string& part) {
+  std::size_t count = 0;
+  for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) {
+    ++count;
+  }
+  return count;
 }
 
 class NothingElse : public host::Service {
@@ -276,6 +289,41 @@ TEST_F(EventsTest, SayFetchAnewWhereMuchHasChanged) {
   ASSERT_TRUE(waitFor([&ear] { return ear.has("\"count\":0"); }));
   change(many(Events::kMostChanges + 1));
   EXPECT_TRUE(waitFor([&ear] { return ear.has("event: reset\ndata: {}\n\n"); }));
+}
+
+TEST_F(EventsTest, SayFetchAnewWhereWhatHasChangedIsLarge) {
+  start();
+  Ear ear;
+  const auto stream = join(ear);
+  change("[" + server(std::string(60'000, 'a')) + "]");
+  ASSERT_TRUE(waitFor([&ear] { return ear.has("event: servers\n"); }));
+  EXPECT_FALSE(ear.has("event: reset\n"));
+  change("[" + server(std::string(70'000, 'b')) + "]");
+  EXPECT_TRUE(waitFor([&ear] { return ear.has("event: reset\n"); }));
+}
+
+TEST_F(EventsTest, TellOfManySightingsInSeveralEvents) {
+  start();
+  Ear ear;
+  const auto stream = join(ear);
+  const auto addresses = [&ear] { return occurrences(ear.heard(), "\"address\""); };
+  mWorld.setSightings(R"({"address":"a"})", true, 2 * Events::kMostChanges + 1);
+  mEvents->hint();
+  EXPECT_TRUE(waitFor([&] { return addresses() == 2 * Events::kMostChanges + 1; })) << addresses();
+  EXPECT_EQ(occurrences(ear.heard(), "event: sightings\n"), 3U);
+  EXPECT_FALSE(ear.has("event: reset\n"));
+}
+
+TEST_F(EventsTest, TellOfLargeSightingsInEventsOfABoundedSize) {
+  start();
+  Ear ear;
+  const auto stream = join(ear);
+  const auto addresses = [&ear] { return occurrences(ear.heard(), "\"address\""); };
+  mWorld.setSightings(R"({"address":")" + std::string(2'000, 'a') + R"("})", true, Events::kMostChanges);
+  mEvents->hint();
+  EXPECT_TRUE(waitFor([&] { return addresses() == Events::kMostChanges; })) << addresses();
+  EXPECT_LE(ear.largest(), Events::kMostBytes);
+  EXPECT_FALSE(ear.has("event: reset\n"));
 }
 
 TEST_F(EventsTest, SayFetchAnewOnceThereIsAListThatWasNoneAtTheGreeting) {

@@ -51,9 +51,15 @@ TEST(Metrics, ShowCountersByKindOrReasonAndGauges) {
 TEST(Metrics, ShowQueuesAndConnections) {
   Observatory observatory;
   observatory.provideQueues([] { return Observatory::Queues{{"prompt", 1}, {"read", 2}}; });
-  observatory.provideConnections([] { return std::size_t{17}; });
+  observatory.provideFront([] { return host::FrontCounts{17, 5, 1, 2, 3, 4}; });
   EXPECT_THAT(observatory.metrics(), HasSubstr("kvt_queue_length{queue=\"read\"} 2\n"));
   EXPECT_THAT(observatory.metrics(), HasSubstr("kvt_http_connections 17\n"));
+  EXPECT_THAT(observatory.metrics(), HasSubstr("kvt_http_streams 5\n"));
+  const std::string dropped = "kvt_http_connections_dropped_total{reason=";
+  EXPECT_THAT(observatory.metrics(), HasSubstr(dropped + "\"gave way\"} 1\n"));
+  EXPECT_THAT(observatory.metrics(), HasSubstr(dropped + "\"too many\"} 2\n"));
+  EXPECT_THAT(observatory.metrics(), HasSubstr(dropped + "\"handshake\"} 3\n"));
+  EXPECT_THAT(observatory.metrics(), HasSubstr(dropped + "\"request\"} 4\n"));
 }
 
 TEST(Metrics, CountRequestsAndTheirTime) {

@@ -81,7 +81,7 @@ TEST_F(ObservatoryTest, HoldsNoLockWhileItCallsOthers) {
   mObservatory->onChange([&] { ++calls, everything(); });
   mObservatory->provide("listens", [&]() -> json::UnknownElement { return ++calls, everything(), json::Array(); });
   mObservatory->provideQueues([&]() -> Observatory::Queues { return ++calls, everything(), Observatory::Queues(); });
-  mObservatory->provideConnections([&]() -> std::size_t { return ++calls, everything(), 0; });
+  mObservatory->provideFront([&]() -> host::FrontCounts { return ++calls, everything(), host::FrontCounts(); });
   mObservatory->sighted(seen("a"));
   mObservatory->passBegan();
   mObservatory->passEnded({});
@@ -89,12 +89,6 @@ TEST_F(ObservatoryTest, HoldsNoLockWhileItCallsOthers) {
   static_cast<void>(mObservatory->provided());
   static_cast<void>(mObservatory->metrics());
   EXPECT_EQ(calls, 7);
-}
-
-TEST_F(ObservatoryTest, CountsTheChangesOfTheList) {
-  const auto before = mObservatory->inventoryVersion();
-  mObservatory->inventoryChanged();
-  EXPECT_EQ(mObservatory->inventoryVersion(), before + 1);
 }
 
 TEST_F(ObservatoryTest, BearsManyWhoTellAndOneWhoReads) {
@@ -121,7 +115,6 @@ TEST_F(ObservatoryTest, BearsManyWhoTellAndOneWhoReads) {
     thread.join();
   EXPECT_EQ(mObservatory->sightings().size(), 1'500U);
   EXPECT_EQ(host::total(mObservatory->counts().kinds("records")), 1'500U);
-  EXPECT_EQ(mObservatory->inventoryVersion(), 1'500U);
   EXPECT_EQ(heard, 3'000);
   EXPECT_NE(mObservatory->metrics().find(
                 "kvt_http_requests_total{method=\"GET\",resource=\"/healthz\",status=\"2xx\"} 1500\n"),

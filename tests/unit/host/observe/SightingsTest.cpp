@@ -120,8 +120,8 @@ TEST(Sightings, MakeRoomByTheOneHeardOfLongestAgo) {
   Sightings sightings(3);
   for (const char* const address : {"a", "b", "c"})
     sightings.take(sighting(address, Outcome::kSeen), at(1));
-  sightings.take(sighting("a", Outcome::kSeen), at(2));
-  sightings.take(sighting("d", Outcome::kSeen), at(3));
+  sightings.take(sighting("a", Outcome::kSeen), at(31));
+  sightings.take(sighting("d", Outcome::kSeen), at(32));
   EXPECT_EQ(addresses(sightings.all()), (Addresses{"c", "a", "d"}));
 }
 
@@ -139,6 +139,49 @@ TEST(Sightings, TellWhatHasChangedSinceAVersion) {
   EXPECT_TRUE(changes.removed.empty());
   EXPECT_TRUE(sightings.changedSince(changes.version).changed.empty());
   EXPECT_EQ(addresses(sightings.changedSince(0).changed), (Addresses{"b", "c", "a"}));
+}
+
+TEST(Sightings, TellOfManyInPieces) {
+  Sightings sightings(3);
+  for (const char* const address : {"a", "b", "c", "d", "e"})
+    sightings.take(sighting(address, Outcome::kSeen), at(1));
+  // 1: a, 2: b, 3: c, 4: a removed, 5: d, 6: b removed, 7: e
+  auto changes = sightings.changedSince(0, 2);
+  EXPECT_EQ(addresses(changes.changed), Addresses{"c"});
+  EXPECT_EQ(changes.removed, Addresses{"a"});
+  EXPECT_TRUE(changes.hasMore);
+  changes = sightings.changedSince(changes.version, 2);
+  EXPECT_EQ(addresses(changes.changed), Addresses{"d"});
+  EXPECT_EQ(changes.removed, Addresses{"b"});
+  EXPECT_TRUE(changes.hasMore);
+  changes = sightings.changedSince(changes.version, 2);
+  EXPECT_EQ(addresses(changes.changed), Addresses{"e"});
+  EXPECT_TRUE(changes.removed.empty());
+  EXPECT_FALSE(changes.hasMore);
+  EXPECT_EQ(changes.version, sightings.version());
+}
+
+TEST(Sightings, TakeItForNoChangeWhenOnlyTimesMoveSoonAfterOne) {
+  Sightings sightings;
+  sightings.take(sighting("a", Outcome::kVerified), at(10));
+  const auto version = sightings.version();
+  EXPECT_FALSE(sightings.take(sighting("a", Outcome::kSeen), at(20)));
+  EXPECT_FALSE(sightings.take(sighting("a", Outcome::kVerified), at(39)));
+  EXPECT_EQ(sightings.version(), version);
+  EXPECT_EQ(sightings.all()[0]->verified, at(39)) << "it is known all the same";
+  EXPECT_EQ(sightings.all()[0]->source(Source::kSlp)->last, at(39));
+  EXPECT_TRUE(sightings.take(sighting("a", Outcome::kVerified), at(40)));
+  EXPECT_GT(sightings.version(), version);
+}
+
+TEST(Sightings, TakeAnythingButTimesForAChangeAtOnce) {
+  Sightings sightings;
+  EXPECT_TRUE(sightings.take(sighting("a", Outcome::kSeen), at(1)));
+  EXPECT_TRUE(sightings.take(sighting("a", Outcome::kSeen, Source::kAnnouncement), at(1))) << "who speaks of it";
+  EXPECT_TRUE(sightings.take({"a", "Alpha", Source::kSlp, Outcome::kSeen, ""}, at(1))) << "its name";
+  EXPECT_TRUE(sightings.take(sighting("a", Outcome::kFailed, Source::kSlp, "one"), at(1))) << "its state";
+  EXPECT_TRUE(sightings.take(sighting("a", Outcome::kFailed, Source::kSlp, "two"), at(1))) << "the reason";
+  EXPECT_TRUE(sightings.take(sighting("a", Outcome::kSeen), at(0))) << "a clock that was set back";
 }
 
 TEST(Sightings, TellWhoMadeRoom) {
