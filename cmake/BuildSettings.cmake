@@ -36,6 +36,17 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   endif()
 endif()
 
+# What is shipped is hardened as Debian hardens its packages; sanitizers and debuggers want their code as it is.
+if(NOT SD_SANITIZE AND NOT SD_FUZZ AND CMAKE_BUILD_TYPE MATCHES "^(Release|RelWithDebInfo|MinSizeRel)$")
+  include(CheckPIESupported)
+  check_pie_supported(LANGUAGES C CXX)
+  add_compile_options(-fstack-protector-strong -fstack-clash-protection -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|amd64|AMD64|i[3-6]86)$")
+    add_compile_options(-fcf-protection)
+  endif()
+  add_link_options("LINKER:-z,relro,-z,now")
+endif()
+
 if(SD_SANITIZE)
   add_compile_options(-fsanitize=${SD_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${SD_SANITIZE})

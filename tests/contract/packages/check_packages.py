@@ -5,6 +5,7 @@ build folder; it comes from the mirror that apt uses on this machine."""
 import json
 import os
 import pathlib
+import re
 import shutil
 import ssl
 import subprocess
@@ -27,6 +28,7 @@ PACKAGES = {
     "libkvtslp1",
     "libkvtslp-dev",
 }
+DOCUMENTS = [HERE.parents[2] / "SECURITY.md", *(HERE.parents[2] / "docs").glob("*.md")]
 EXPECTED = {
     "kvt-server": [
         "/etc/kvt-server/kvt-server.toml",
@@ -35,7 +37,7 @@ EXPECTED = {
         "/usr/share/man/man5/kvt-server.toml.5.gz",
         "/usr/share/man/man8/kvt-server.8.gz",
         "/usr/share/bash-completion/completions/kvt-server",
-        "/usr/share/doc/kvt-server/quick-start.md",
+        *(f"/usr/share/doc/kvt-server/{page.name}" for page in DOCUMENTS),
     ],
     "kvt-server-discovery": ["/usr/lib/kvt-server/libServerDiscovery.so"],
     "kvtctl": ["/usr/bin/kvtctl", "/usr/share/man/man1/kvtctl.1.gz", "/usr/share/bash-completion/completions/kvtctl"],
@@ -51,6 +53,7 @@ EXPECTED = {
 }
 # What apt, dpkg and the loader write for themselves.
 OF_THE_SYSTEM = ("/run/", "/var/cache/", "/var/lib/apt/", "/var/lib/dpkg/", "/var/log/", "/etc/ld.so.cache", "/tmp", "/packages")
+NEEDS_BOOST = "kvt-server-dev"
 USER = "61234"  # stands for the one that systemd makes up
 HIGHEST_EXPOSURE = 1.6
 
@@ -89,6 +92,26 @@ def check_contents(packages):
     depends = run("dpkg-deb", "--field", packages["kvt-server"], "Depends")
     assert "libkvtframework0 (= " in depends and "libssl3" in depends, depends
     check_lintian(packages)
+    if re.search(r"^CMAKE_BUILD_TYPE:\w+=(Release|RelWithDebInfo|MinSizeRel)$", (build / "CMakeCache.txt").read_text(), re.M):
+        check_hardening(packages)
+
+
+def check_hardening(packages):
+    """Programs and libraries are bound at once, which makes their tables read-only, and copy with checked bounds."""
+    seen = fortified = 0
+    for name, path in packages.items():
+        with tempfile.TemporaryDirectory(dir=build) as folder:
+            run("dpkg-deb", "--extract", path, folder)
+            for file in pathlib.Path(folder).rglob("*"):
+                if file.is_symlink() or not file.is_file() or file.open("rb").read(4) != b"\x7fELF":
+                    continue
+                seen += 1
+                assert "BIND_NOW" in run("readelf", "--dynamic", file), f"{name}: {file.name} is not bound at once"
+                assert "GNU_RELRO" in run("readelf", "--program-headers", file), f"{name}: {file.name} has no RELRO"
+                assert "DYN (" in run("readelf", "--file-header", file), f"{name}: {file.name} has a fixed place"
+                fortified += "_chk@GLIBC" in run("readelf", "--wide", "--dyn-syms", file).replace("__stack_chk", "")
+    print(f"{seen} programs and libraries, {fortified} with checked copies")
+    assert seen >= 5 and fortified > 0
 
 
 def check_lintian(packages):
@@ -214,7 +237,10 @@ def main():
         for path in packages.values():
             shutil.copy(path, root.path / "packages")
         root.apt("update")
-        wanted = sorted(f"/packages/{path.name}" for name, path in packages.items() if not name.endswith("-dev"))
+        # What plug-ins are built with needs all headers of Boost, so that apt is only asked whether it can be had.
+        wanted = sorted(f"/packages/{path.name}" for name, path in packages.items() if name != NEEDS_BOOST)
+        told = root.apt("install", "--simulate", "--no-install-recommends", *wanted, f"/packages/{packages[NEEDS_BOOST].name}")
+        assert told.count("\nConf ") > len(packages) and f"\nConf {NEEDS_BOOST} " in told, told
         root.apt("install", "--no-install-recommends", *wanted)
         assert "kvt-server 0." in root.run("kvt-server", "--version")
         assert "kvtctl 0." in root.run("kvtctl", "--version")
@@ -223,7 +249,7 @@ def main():
         root.apt("remove", "kvt-server")
         assert (root.path / "etc/kvt-server/kvt-server.toml").exists(), "a removal took the configuration along"
         assert (root.path / "var/lib/private/kvt-server").exists(), "a removal took the state along"
-        root.apt("purge", *sorted(name for name in PACKAGES if not name.endswith("-dev")))
+        root.apt("purge", *sorted(PACKAGES - {NEEDS_BOOST}))
         root.apt("autoremove", "--purge")
         left = sorted(root.files() - before)
         assert not left, f"a purge leaves behind: {left}"
