@@ -128,13 +128,24 @@ std::string said(const Options& options, const json::Object& record, const std::
   return options.format == Format::kJson ? jsonText(record) : neutralise(words) + "\n";
 }
 
+std::optional<Failure> refusalOfLogins(const RestClient& client) {
+  const auto there = client.get(kSession);
+  if (!there) return there.failure();
+  const std::string setup = json::textAt(*there, {wire::kValue, wire::kSetup});
+  if (setup != "open" && setup != "loopback") return std::nullopt;
+  const std::string where = setup == "open" ? "" : "on the server's machine, ";
+  return Failure{ExitCode::kNotAllowed, "there is no account yet: " + where + "kvtctl user add NAME --role operator"};
+}
+
 Result<std::string> logIn(const Options& options, const RestClient& client, const UserFiles& files,
                           const Prompt& prompt) {
+  constexpr const char* kNobody = "say who logs in: --user NAME";
   std::string user = options.access->name;
-  if (user.empty() && prompt.isTerminal) user = prompt.line("User: ").value_or("");
-  if (user.empty()) return Failure{ExitCode::kUsage, "say who logs in: --user NAME"};
-  // Before a password is typed: is it the server, and does it answer?
-  if (const auto there = client.get(kSession); !there) return there.failure();
+  if (user.empty() && !prompt.isTerminal) return Failure{ExitCode::kUsage, kNobody};
+  // Before a password is typed: is it the server, and can anybody log in?
+  if (const auto refusal = refusalOfLogins(client)) return *refusal;
+  if (user.empty()) user = prompt.line("User: ").value_or("");
+  if (user.empty()) return Failure{ExitCode::kUsage, kNobody};
   const auto password = prompt.secret("Password: ");
   if (!password) return Failure{ExitCode::kUsage, "no password was given"};
   const auto session = BriefSession::open(client, user, *password);

@@ -18,7 +18,7 @@ Result<std::string> list(const Options& options, const ServerApi& server) {
 Result<std::string> search(const Options& options, const ServerApi& server) {
   const Result<json::Object> record = server.search(options.argument);
   if (!record) return record.failure();
-  return options.format == Format::kJson ? jsonText(*record) : serverTable({*record});
+  return options.format == Format::kJson ? jsonText(*record) : foundTable(*record);
 }
 
 Result<std::string> details(const Options& options, const ServerApi& server) {

@@ -19,6 +19,7 @@ constexpr const char* kServerProgram = "kvt-server";
 constexpr std::uint16_t kSlpPort = 427;
 constexpr Ahead kMostAhead{5};
 constexpr int kFewDays = 30;
+constexpr double kLongestStart = 60;  // seconds until the first pass has at least begun
 constexpr std::size_t kMostTold = 10;
 
 void fine(Findings& findings, const char* subject, std::string text) {
@@ -39,7 +40,9 @@ std::string count(const json::Object& object, json::Path path) {
 }
 
 void judgeDiscovery(const json::Object& status, Findings& findings) {
-  if (!json::flagAt(status, {"discovery", "isRunning"})) {
+  const bool hasBegun = json::flagAt(status, {"discovery", "isRunning"}) ||
+                        json::numberAt(status, {"discovery", "passes"}).value_or(0) > 0;
+  if (!hasBegun && json::numberAt(status, {"uptimeSeconds"}).value_or(0) > kLongestStart) {
     return problem(findings, "discovery", "The server does not look for others.",
                    "Is the plug-in there (server.plugin_dir), and is the preference installation_type 0?");
   }
@@ -188,8 +191,8 @@ void judgeCertificate(const Facts& facts, const json::Object& status, Findings& 
   const auto end = timeOf(json::textAt(*certificate, {"notAfter"}));
   if (!end) return;
   constexpr const char* kAdvice =
-      "Put a new one in place and reload the server; one that it made itself is made anew when certificate.pem and "
-      "key.pem in its state directory are removed.";
+      "Put a new one in place and reload the server; one that it made itself is made anew when tls.pem in "
+      "its state directory is removed.";
   const auto days = std::chrono::duration_cast<std::chrono::hours>(*end - facts.now).count() / 24;
   if (*end <= facts.now) return problem(findings, "certificate", "The server's certificate has expired.", kAdvice);
   const std::string left = "The server's certificate is good for " + std::to_string(days) + " more days";
@@ -230,6 +233,16 @@ void judgeDrops(const json::Object& status, Findings& findings) {
   }
 }
 
+/// An address that was only ever searched for in vain may be a slip of the pen; the server's own counts leave it out,
+/// too.
+bool maybeMistyped(const json::Object& sighting) {
+  if (!json::textAt(sighting, {wire::kVerified}).empty()) return false;
+  for (const std::string_view source : {"announcement", "slp", "hand"}) {
+    if (json::objectAt(sighting, {wire::kSources, source}) != nullptr) return false;
+  }
+  return true;
+}
+
 void judgePeers(const ServerFacts& server, Findings& findings) {
   for (const json::Object& peer : server.peers) {
     const std::string offered = json::textAt(peer, {wire::kOffered, wire::kFingerprint});
@@ -240,7 +253,7 @@ void judgePeers(const ServerFacts& server, Findings& findings) {
   }
   std::size_t failed = 0;
   for (const json::Object& sighting : server.sightings) {
-    if (json::textAt(sighting, {wire::kState}) != "failed" || ++failed > kMostTold) continue;
+    if (json::textAt(sighting, {wire::kState}) != "failed" || maybeMistyped(sighting) || ++failed > kMostTold) continue;
     const std::string reason = json::textAt(sighting, {wire::kReason});
     problem(findings, "peers",
             json::textAt(sighting, {wire::kAddress}) + " was heard of, but does not answer as it should" +

@@ -1,5 +1,6 @@
 #include "cli/Options.h"
 
+#include <algorithm>
 #include <cmath>
 #include <ostream>
 #include <string>
@@ -38,8 +39,20 @@ constexpr const char* kFooter =
     "  5  nobody is logged in, or who is may not do that\n";
 
 std::string checkUrl(const std::string& url) {
-  const bool known = url.rfind("http://", 0) == 0 || url.rfind("https://", 0) == 0;
-  return known ? std::string() : "takes a URL that begins with http:// or https://, not " + url;
+  const bool known = !url.empty() && (url.find("://") == std::string::npos || url.starts_with("http://") ||
+                                      url.starts_with("https://"));
+  return known ? std::string() : "takes a host, or a URL that begins with http:// or https://, not " + url;
+}
+
+/// "10.0.0.2", "[fe80::1]:9443" and the like stand for the URL with the usual scheme and port.
+std::string urlOf(const std::string& server) {
+  if (server.find("://") != std::string::npos) return server;
+  const std::size_t slash = std::min(server.find('/'), server.size());
+  std::string host = server.substr(0, slash);
+  const auto colons = std::count(host.begin(), host.end(), ':');
+  if (colons > 1 && !host.starts_with('[')) host = "[" + host + "]";
+  const bool hasPort = host.starts_with('[') ? !host.ends_with(']') : colons > 0;
+  return "https://" + host + (hasPort ? "" : ":8443") + server.substr(slash);
 }
 
 std::string fingerprintOption(const std::string& text) {
@@ -67,8 +80,9 @@ void setTimeout(Options& options, double seconds) {
 }
 
 void addGlobals(CLI::App& app, Options& options) {
-  app.add_option("--server", options.server, "The server to ask; the environment's KVT_SERVER stands in for it")
-      ->option_text("URL [" + options.server + "]")
+  app.add_option("--server", options.server,
+                 "The server to ask, its URL or host; the environment's KVT_SERVER stands in for it")
+      ->option_text("URL|HOST [" + options.server + "]")
       ->envname("KVT_SERVER")
       ->check(checkUrl);
   app.add_option_function<std::string>(
@@ -244,6 +258,7 @@ std::variant<Options, ExitCode> parseOptions(int argc, const char* const* argv, 
     err << "kvtctl: " << neutralise(wrong.what()) << "\nTry kvtctl --help.\n";
     return ExitCode::kUsage;
   }
+  options.server = urlOf(options.server);
   if (slp.chosen) options.slp = std::move(slp.options);
   if (announce.chosen) options.announce = std::move(announce.options);
   if (options.argument.empty() && options.command == Command::kDetails) options.argument = "self";

@@ -21,6 +21,11 @@ std::string prettyText(const T& value) {
   return neutraliseJson(text) + "\n";
 }
 
+/// What both tables show.
+std::vector<std::string> cellsOf(const ServerView& server) {
+  return {orDash(server.id), orDash(server.addressSummary()), orDash(server.build), orDash(server.health)};
+}
+
 std::string interfaceText(const Interface& interface) {
   std::string text;
   for (const std::string* part : {&interface.name, &interface.ipV4, &interface.ipV6, &interface.mac}) {
@@ -36,9 +41,16 @@ std::string serverTable(const std::vector<json::Object>& records) {
   Table table({"ID", "ADDRESSES", "BUILD", "HEALTH", "HOW"});
   for (const json::Object& record : records) {
     const ServerView server = viewServer(record);
-    table.add({orDash(server.id), orDash(server.addressSummary()), orDash(server.build), orDash(server.health),
-               std::string(server.origin())});
+    std::vector<std::string> cells = cellsOf(server);
+    cells.emplace_back(server.origin());
+    table.add(std::move(cells));
   }
+  return table.text();
+}
+
+std::string foundTable(const json::Object& record) {
+  Table table({"ID", "ADDRESSES", "BUILD", "HEALTH"});
+  table.add(cellsOf(viewServer(record)));
   return table.text();
 }
 

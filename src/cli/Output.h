@@ -10,7 +10,10 @@
 /// What kvtctl prints, as text for a person or as a JSON document. Whatever servers said is neutralised.
 namespace cli {
 
+/// Those of the inventory.
 std::string serverTable(const std::vector<json::Object>& records);
+/// One that a search found. How it came to be listed is not told by its record, even when it is listed.
+std::string foundTable(const json::Object& record);
 
 /// One server, a line for each thing to know.
 std::string serverSheet(const json::Object& record);

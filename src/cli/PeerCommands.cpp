@@ -1,6 +1,7 @@
 #include "cli/PeerCommands.h"
 
 #include "cli/Output.h"
+#include "cli/ServerApi.h"
 #include "cli/Table.h"
 #include "cli/Text.h"
 #include "cli/WireNames.h"
@@ -29,7 +30,11 @@ Result<std::string> list(const Options& options, const RestClient& client) {
   return table.text();
 }
 
-Result<std::string> change(const Options& options, const RestClient& client, const char* path, const char* done) {
+std::string withoutPort(const std::string& address) {
+  return address.substr(0, address.rfind(':'));
+}
+
+Result<json::Object> change(const Options& options, const RestClient& client, const char* path) {
   json::Object body;
   body[wire::kAddress] = json::String(options.peers->address);
   if (!options.peers->fingerprint.empty()) {
@@ -37,10 +42,25 @@ Result<std::string> change(const Options& options, const RestClient& client, con
     if (!fingerprint) return Failure{ExitCode::kUsage, "a fingerprint is SHA256: and 64 hexadecimal digits"};
     body[wire::kFingerprint] = json::String(*fingerprint);
   }
-  const auto answer = client.post(path, body);
+  return client.post(path, body);
+}
+
+/// An address that has failed is left alone by discovery until a search finds it again.
+Result<std::string> trust(const Options& options, const RestClient& client) {
+  const auto answer = change(options, client, "/1.0/peers/trust");
+  if (!answer) return answer.failure();
+  const auto found = ServerApi(client).search(withoutPort(options.peers->address));
+  if (options.format == Format::kJson) return jsonText(*answer);
+  return neutralise(options.peers->address + ": trusted, " +
+                    (found ? "and it answers" : "but " + found.failure().message)) +
+         "\n";
+}
+
+Result<std::string> forget(const Options& options, const RestClient& client) {
+  const auto answer = change(options, client, "/1.0/peers/forget");
   if (!answer) return answer.failure();
   if (options.format == Format::kJson) return jsonText(*answer);
-  return neutralise(options.peers->address + ": " + done) + "\n";
+  return neutralise(options.peers->address + ": forgotten") + "\n";
 }
 
 Result<std::string> output(const Options& options, const RestClient& client) {
@@ -48,9 +68,9 @@ Result<std::string> output(const Options& options, const RestClient& client) {
     case PeerCommand::kList:
       return list(options, client);
     case PeerCommand::kTrust:
-      return change(options, client, "/1.0/peers/trust", "trusted");
+      return trust(options, client);
     case PeerCommand::kForget:
-      return change(options, client, "/1.0/peers/forget", "forgotten");
+      return forget(options, client);
   }
   return Failure{ExitCode::kUsage, "no such command"};
 }

@@ -30,6 +30,12 @@ Failure transportFailure(const httpclient::Response& response, const std::string
   }
 }
 
+/// What an answer in plain text says first; "" for another kind of answer.
+std::string firstLine(const httpclient::Response& response) {
+  if (!headerOf(response, "Content-Type").starts_with("text/plain")) return "";
+  return response.body.substr(0, response.body.find_first_of("\r\n"));
+}
+
 char lowered(char letter) {
   return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
 }
@@ -91,6 +97,8 @@ Result<json::Object> readAnswer(const httpclient::Response& response, const std:
   try {
     json::Reader::Read(answer, response.body);
   } catch (const json::Exception& e) {
+    if (const std::string line = firstLine(response); !line.empty())
+      return Failure{ExitCode::kNonsense, status + ": " + line};
     return Failure{ExitCode::kNonsense, status + " with a body that is no JSON object: " + e.what()};
   }
   if (response.ok()) return answer;

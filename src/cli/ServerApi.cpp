@@ -46,8 +46,10 @@ Result<json::Object> ServerApi::search(std::string_view address) const {
   const Result<json::Object> answer = act("SEARCH", wire::kAddress, std::string(address));
   if (!answer) {
     const bool nothingFound = answer.failure().code == ExitCode::kRefused && answer.failure().message == "Failure";
-    if (nothingFound) return Failure{ExitCode::kRefused, "no server answers at " + std::string(address)};
-    return answer;
+    if (!nothingFound) return answer;
+    const std::string reason = failureAt(address);
+    return Failure{ExitCode::kRefused,
+                   "no server answers at " + std::string(address) + (reason.empty() ? "" : ": " + reason)};
   }
   return valueOf(mClient.get("/1.0/searchedserver/" + encodeSegment(address)));
 }
@@ -79,6 +81,18 @@ Result<json::Object> ServerApi::inventoryRecord(std::string_view idOrAddress) co
   });
   if (found == records->end()) return Failure{ExitCode::kRefused, "the inventory has no such server"};
   return *found;
+}
+
+std::string ServerApi::failureAt(std::string_view address) const {
+  const Result<json::Object> answer = mClient.get("/1.0/sightings");
+  if (!answer) return "";
+  if (address.size() > 2 && address.front() == '[' && address.back() == ']')
+    address = address.substr(1, address.size() - 2);
+  for (const json::Object& sighting : objectsAt(*answer, wire::kValues).value_or(std::vector<json::Object>())) {
+    const bool isMeant = json::textAt(sighting, {wire::kAddress}) == address;
+    if (isMeant && json::textAt(sighting, {wire::kState}) == "failed") return json::textAt(sighting, {wire::kReason});
+  }
+  return "";
 }
 
 Result<json::Object> ServerApi::actOn(std::string_view action, std::string_view id) const {

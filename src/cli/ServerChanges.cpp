@@ -207,8 +207,10 @@ void ServerChanges::drop(const std::string& key, List& changes) {
   const Row row = std::move(place->second);
   mRows.erase(place);
   const auto sight = mSights.find(row.address);
-  const bool hasLeft = sight != mSights.end() && sight->second.state == "left";
-  changes.push_back({ServerChange::Kind::kRemoved, row.id, row.address, hasLeft ? "left" : "no longer listed"});
+  std::string why = "no longer listed";
+  if (sight != mSights.end() && sight->second.state == "left")
+    why = sight->second.reason.empty() ? "left" : sight->second.reason;
+  changes.push_back({ServerChange::Kind::kRemoved, row.id, row.address, why});
 }
 
 void ServerChanges::see(const json::Object& sighting, List& changes) {

@@ -26,7 +26,8 @@ constexpr milliseconds kFirstPause{1000};
 constexpr milliseconds kLongestPause{10'000};
 /// Servers say something every 15 seconds: after three times that, this one has gone without a word.
 constexpr std::chrono::seconds kLongestSilence{45};
-/// How long news of the list wait for those of the same moment that say why: servers send these right after.
+/// News of the list wait for those of the same moment that say why, which servers send right after; once nothing has
+/// come for this time they wait no longer.
 constexpr milliseconds kHold{200};
 constexpr std::chrono::hours kEndless{24 * 365};
 
@@ -110,7 +111,11 @@ class Watch {
       lastWord = std::chrono::steady_clock::now();
       return goesOn;
     };
-    request.cancelled = [&] { return isOver() || std::chrono::steady_clock::now() - lastWord > kLongestSilence; };
+    request.cancelled = [&] {
+      const auto silence = std::chrono::steady_clock::now() - lastWord;
+      if (silence > kHold) tellHeld();
+      return isOver() || silence > kLongestSilence;
+    };
     const auto response = mClient.exchange(std::move(request));
     tellHeld();
     if (mFailure) return mFailure;

@@ -43,6 +43,7 @@ inline constexpr std::string_view kPassword = "password";
 inline constexpr std::string_view kRole = "role";
 inline constexpr std::string_view kCsrfToken = "csrfToken";
 inline constexpr std::string_view kToken = "token";
+inline constexpr std::string_view kSetup = "setup";
 inline constexpr std::string_view kCreated = "created";
 inline constexpr std::string_view kLastUsed = "lastUsed";
 
@@ -53,6 +54,7 @@ inline constexpr std::string_view kOffered = "offered";
 
 inline constexpr std::string_view kSources = "sources";
 inline constexpr std::string_view kReason = "reason";
+inline constexpr std::string_view kVerified = "verified";
 inline constexpr std::string_view kChanged = "changed";
 inline constexpr std::string_view kRemoved = "removed";
 inline constexpr std::string_view kKey = "key";

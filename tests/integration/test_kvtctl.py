@@ -101,7 +101,7 @@ def test_refusals_end_with_1(lab, control, two):
     lab.swallow("10.99.0.0/16")
     done = control("servers", "search", "10.99.0.1")
     assert (done.returncode, done.stdout) == (1, "")
-    assert done.stderr == "kvtctl: no server answers at 10.99.0.1\n"
+    assert done.stderr.startswith("kvtctl: no server answers at 10.99.0.1: "), done.stderr
 
     done = control("servers", "add", two.host.ipv4)
     assert (done.returncode, done.stderr) == (1, "kvtctl: Server not found\n")
@@ -116,7 +116,7 @@ def test_refusals_end_with_1(lab, control, two):
 
 
 def test_a_wrong_command_line_ends_with_2(control):
-    for line in (["servers"], ["servers", "add"], ["servers", "list", "--server", "nowhere"]):
+    for line in (["servers"], ["servers", "add"], ["servers", "list", "--server", "ftp://nowhere"]):
         done = control(*line)
         assert (done.returncode, done.stdout) == (2, "")
         assert done.stderr.startswith("kvtctl: ")
@@ -201,7 +201,7 @@ def test_a_watcher_sees_servers_come_and_go(control, watching, two):
     control("servers", "add", "two")
     watch.await_line(f"+ two {two.host.ipv4} manual")
     control("servers", "remove", "two")
-    wait_for(lambda: watch.lines()[-1].startswith(f"- two {two.host.ipv4} "), 30, "two is seen to go")
+    watch.await_line(f"- two {two.host.ipv4} It was removed by hand")
     assert watch.interrupt() == (0, "")
 
 

@@ -29,12 +29,34 @@ void noteSource(KnownServer& server, Source source, KnownServer::Time now) {
   span->last = now;
 }
 
+/// Whether it is passed over: the going of somebody unknown, or of somebody whom a pass has not listed because he
+/// failed, which says more.
+bool saysNothing(const KnownServer* known, const utils::Sighting& sighting) {
+  if (sighting.outcome != Outcome::kLeft) return false;
+  return known == nullptr || (known->state == State::kFailed && sighting.source == Source::kSlp);
+}
+
+/// As far as it is known of one that is back.
+State stateOfReturned(const KnownServer& server) {
+  const bool isVerified = server.verified && (!server.failed || *server.verified > *server.failed);
+  return isVerified ? State::kVerified : State::kSeen;
+}
+
+/// An address that was only ever searched for in vain may be a slip of the pen.
+bool maybeMistyped(const KnownServer& server) {
+  if (server.verified) return false;
+  for (const Source source : {Source::kAnnouncement, Source::kSlp, Source::kByHand}) {
+    if (server.source(source)) return false;
+  }
+  return true;
+}
+
 /// That a server is said to be there neither proves nor disproves what was found out before.
 void noteOutcome(KnownServer& server, const utils::Sighting& sighting, KnownServer::Time now) {
   switch (sighting.outcome) {
     case Outcome::kSeen:
       if (server.state != State::kLeft) return;
-      server.state = State::kSeen;
+      server.state = stateOfReturned(server);
       server.reason.clear();
       return;
     case Outcome::kVerified:
@@ -71,7 +93,7 @@ bool Sightings::take(const utils::Sighting& sighting, KnownServer::Time now) {
   const std::lock_guard lock(mMutex);
   const auto known = mByAddress.find(sighting.address);
   const bool isKnown = known != mByAddress.end();
-  if (!isKnown && sighting.outcome == Outcome::kLeft) return false;
+  if (saysNothing(isKnown ? known->second->entry.get() : nullptr, sighting)) return false;
   auto server = isKnown ? std::make_shared<KnownServer>(*known->second->entry) : std::make_shared<KnownServer>();
   server->address = sighting.address;
   if (!sighting.displayId.empty()) server->displayId = cut(sighting.displayId);
@@ -173,7 +195,7 @@ Sightings::Tally Sightings::tally() const {
         ++tally.verified;
         break;
       case State::kFailed:
-        ++tally.failed;
+        if (!maybeMistyped(*server)) ++tally.failed;
         break;
       case State::kLeft:
         ++tally.left;

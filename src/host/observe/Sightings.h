@@ -68,7 +68,8 @@ class Sightings {
     std::vector<std::string> removed;
   };
 
-  /// How many are in which state.
+  /// How many are in which state. Those that failed, were never verified and were only searched for are left out: there
+  /// may be no such server.
   struct Tally {
     std::size_t seen = 0;
     std::size_t verified = 0;
@@ -79,7 +80,8 @@ class Sightings {
 
   explicit Sightings(std::size_t limit = kMost) : mLimit(limit) {}
 
-  /// Whether anything has changed: the going of somebody unknown is none of our business.
+  /// Whether anything has changed: the going of somebody unknown is none of our business, and a pass that does not list
+  /// somebody who failed says nothing new.
   bool take(const utils::Sighting& sighting, KnownServer::Time now);
 
   /// In the order of their last change.

@@ -89,6 +89,20 @@ TEST_F(Access, NoPasswordIsAskedForAServerThatDoesNotAnswer) {
   EXPECT_TRUE(mPerson.questions.empty());
 }
 
+TEST_F(Access, NobodyIsAskedWhereThereIsNoAccount) {
+  mServer.answer("GET /1.0/session", 200, R"({"value": {"user": "", "role": "none", "setup": "open"}})");
+  EXPECT_EQ(run(AccessCommand::kLogin, "", true), ExitCode::kNotAllowed);
+  EXPECT_EQ(mErr.str(), "kvtctl: there is no account yet: kvtctl user add NAME --role operator\n");
+  EXPECT_TRUE(mPerson.questions.empty());
+}
+
+TEST_F(Access, WhereTheFirstAccountIsMadeIsToldFromAfar) {
+  mServer.answer("GET /1.0/session", 200, R"({"value": {"user": "", "role": "none", "setup": "loopback"}})");
+  EXPECT_EQ(run(AccessCommand::kLogin, "ann"), ExitCode::kNotAllowed);
+  EXPECT_EQ(mErr.str(),
+            "kvtctl: there is no account yet: on the server's machine, kvtctl user add NAME --role operator\n");
+}
+
 TEST_F(Access, AWrongPasswordIsToldInTheServersWords) {
   mServer.answer("GET /1.0/session", 200, R"({"value": {}})");
   mServer.answer("POST /1.0/session", 401,

@@ -21,7 +21,7 @@ using testing::IsEmpty;
 const std::chrono::system_clock::time_point kNow{std::chrono::seconds(1795279800)};
 
 constexpr const char* kStatus = R"({
-  "discovery": {"isRunning": true, "lastPass": {"found": 3}}, "servers": {"listed": 3, "verified": 2},
+  "uptimeSeconds": 3600, "discovery": {"isRunning": false, "passes": 7, "lastPass": {"found": 3}}, "servers": {"listed": 3, "verified": 2},
   "announcements": {"received": 5, "dropped": {}},
   "interfaces": [{"name": "eth0", "ipV4": ["10.0.0.1"], "isJoined": true}, {"name": "eth1", "ipV4": []}],
   "certificate": {"notAfter": "2027-11-21T16:50:00Z", "isSelfSigned": true}})";
@@ -123,10 +123,22 @@ TEST(Doctor, TellsADistrustedServerApart) {
 }
 
 TEST(Doctor, LooksAtDiscovery) {
-  EXPECT_THAT(complaints(withStatus("\"isRunning\": true", "\"isRunning\": false")),
-              Contains(HasSubstr("The server does not look for others.")));
-  EXPECT_THAT(complaints(withStatus("{\"found\": 3}", "null"), Finding::Level::kNote),
+  constexpr const char* kLooksAround = R"("isRunning": false, "passes": 7, "lastPass": {"found": 3})";
+  constexpr const char* kFirstPass = R"("isRunning": true, "passes": 0, "lastPass": null)";
+  EXPECT_THAT(complaints(withStatus(kLooksAround, kFirstPass)), IsEmpty());
+  EXPECT_THAT(complaints(withStatus(kLooksAround, kFirstPass), Finding::Level::kNote),
               Contains(HasSubstr("has not ended yet")));
+  EXPECT_THAT(complaints(withStatus("\"isRunning\": false", "\"isRunning\": true")), IsEmpty());
+}
+
+TEST(Doctor, SaysThatDiscoveryIsOffOnceItWouldHaveBegun) {
+  Facts facts = healthy();
+  facts.server.status =
+      parsed(R"({"uptimeSeconds": 61, "discovery": {"isRunning": false, "passes": 0, "lastPass": null}})");
+  EXPECT_THAT(complaints(facts), Contains(HasSubstr("The server does not look for others.")));
+  (*facts.server.status)["uptimeSeconds"] = json::Number(60);
+  EXPECT_THAT(complaints(facts), IsEmpty());
+  EXPECT_THAT(complaints(facts, Finding::Level::kNote), Contains(HasSubstr("has not ended yet")));
 }
 
 TEST(Doctor, LooksAtMulticast) {
@@ -208,12 +220,27 @@ TEST(Doctor, LooksAtPeers) {
                                    "its administrator says that it is SHA256:bb: kvtctl peers trust 10.0.0.3:8443"));
   facts.server.peers.clear();
   for (int i = 0; i < 12; ++i)
-    facts.server.sightings.push_back(parsed(R"({"address": "10.0.0.9", "state": "failed", "reason": "timed out"})"));
+    facts.server.sightings.push_back(parsed(R"({"address": "10.0.0.9", "state": "failed", "reason": "timed out",
+                                               "sources": {"slp": {}}})"));
   facts.server.sightings.push_back(parsed(R"({"address": "10.0.0.8", "state": "verified"})"));
   const auto texts = complaints(facts);
   EXPECT_EQ(texts.size(), 11u);
   EXPECT_THAT(texts.front(), HasSubstr("10.0.0.9 was heard of, but does not answer as it should: timed out"));
   EXPECT_THAT(texts.back(), HasSubstr("2 more do not answer."));
+}
+
+TEST(Doctor, PassesOverWhatWasOnlySearchedForInVain) {
+  Facts facts = healthy();
+  facts.server.sightings = {parsed(R"({"address": "8.8.8.8", "state": "failed", "sources": {"search": {}}})")};
+  EXPECT_THAT(complaints(facts), IsEmpty());
+  facts.server.sightings = {
+      parsed(R"({"address": "10.0.0.2", "state": "failed", "sources": {"search": {}, "slp": {}}})"),
+      parsed(R"({"address": "10.0.0.3", "state": "failed", "sources": {"search": {}}, "verified": "2026-01-01T"})")};
+  EXPECT_THAT(complaints(facts), testing::ElementsAre(HasSubstr("10.0.0.2"), HasSubstr("10.0.0.3")));
+}
+
+TEST(Doctor, NamesTheFileOfTheServersOwnCertificate) {
+  EXPECT_THAT(complaints(withStatus("2027-11-21T16:50:00Z", "2026-11-21T16:50:00Z")), Contains(HasSubstr(" tls.pem ")));
 }
 
 TEST(Doctor, NeutralisesWhatOthersSay) {

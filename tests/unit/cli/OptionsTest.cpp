@@ -77,6 +77,18 @@ TEST_F(ParseOptions, TakeTheServerFromTheEnvironmentUnlessTheLineNamesOne) {
   EXPECT_EQ(options({"servers", "list", "--server", "http://here:2"}).server, "http://here:2");
 }
 
+TEST_F(ParseOptions, TakeAHostForItsUrl) {
+  const std::vector<std::pair<const char*, const char*>> servers = {
+      {"10.88.0.2", "https://10.88.0.2:8443"},      {"ten.example:9443", "https://ten.example:9443"},
+      {"fe80::1", "https://[fe80::1]:8443"},        {"[fe80::1]", "https://[fe80::1]:8443"},
+      {"[fe80::1]:9443", "https://[fe80::1]:9443"}, {"ten/manage", "https://ten:8443/manage"},
+      {"http://10.88.0.2", "http://10.88.0.2"},     {"/", "https://:8443/"}};
+  for (const auto& [server, url] : servers)
+    EXPECT_EQ(options({"servers", "list", "--server", server}).server, url);
+  setenv("KVT_SERVER", "ten", 1);
+  EXPECT_EQ(options({"servers", "list"}).server, "https://ten:8443");
+}
+
 TEST_F(ParseOptions, KnowEveryCommandOfSlp) {
   EXPECT_FALSE(options({"servers", "list"}).slp.has_value());
   EXPECT_EQ(options({"slp", "find", "service:a"}).slp->command, SlpCommand::kFind);

@@ -23,6 +23,11 @@ TEST(ServerTable, OfNothingHasItsHeadings) {
   EXPECT_EQ(serverTable({}), "ID  ADDRESSES  BUILD  HEALTH  HOW\n");
 }
 
+TEST(FoundTable, DoesNotSayHowTheServerIsListed) {
+  EXPECT_EQ(foundTable(parsed(R"({"properties": {"displayId": "two", "build": "008", "isManual": true}})")),
+            "ID   ADDRESSES  BUILD  HEALTH\ntwo  -          008    -\n");
+}
+
 TEST(ServerTable, LetsNoPeerDrawOnTheTerminal) {
   const json::Object record =
       parsed(R"({"properties": {"displayId": "\u001b]0;owned\u0007\nself", "build": "\u009b2J"}})");

@@ -39,15 +39,38 @@ TEST_F(Peers, AreListedWithWhatTheyOfferNow) {
 TEST_F(Peers, AreTrustedWithTheCertificateThatTheyOffer) {
   mServer.answer("POST /1.0/peers/trust", 200, kDone);
   EXPECT_EQ(run(PeerCommand::kTrust, "10.0.0.2:8443"), ExitCode::kDone);
-  EXPECT_EQ(mServer.calls().back(), R"(POST /1.0/peers/trust {"address":"10.0.0.2:8443"})");
-  EXPECT_EQ(mOut.str(), "10.0.0.2:8443: trusted\n");
+  EXPECT_EQ(mServer.calls().front(), R"(POST /1.0/peers/trust {"address":"10.0.0.2:8443"})");
+}
+
+TEST_F(Peers, AreSearchedForOnceTheyAreTrusted) {
+  mServer.answer("POST", 200, kDone);
+  mServer.answer("GET /1.0/searchedserver/", 200, R"({"value": {"properties": {"displayId": "two"}}})");
+  EXPECT_EQ(run(PeerCommand::kTrust, "[fe80::2]:8443"), ExitCode::kDone);
+  EXPECT_EQ(mServer.calls()[1], std::string("POST /1.0/servers/self/operations/discovery ") +
+                                    R"({"action":"SEARCH","parameters":{"address":"[fe80::2]"}})");
+  EXPECT_EQ(mOut.str(), "[fe80::2]:8443: trusted, and it answers\n");
+}
+
+TEST_F(Peers, AreTrustedEvenWhenTheyDoNotAnswerJustNow) {
+  mServer.answer("POST /1.0/peers/trust", 200, kDone);
+  mServer.answer("POST", 400, R"({"status": [{"code": 1, "desc": "Failure"}]})");
+  mServer.answer("GET /1.0/sightings", 200,
+                 R"({"values": [{"address": "10.0.0.2", "state": "failed", "reason": "timed out"}]})");
+  EXPECT_EQ(run(PeerCommand::kTrust, "10.0.0.2:8443"), ExitCode::kDone);
+  EXPECT_EQ(mOut.str(), "10.0.0.2:8443: trusted, but no server answers at 10.0.0.2: timed out\n");
+}
+
+TEST_F(Peers, ThatAreNotTrustedAreNotSearchedFor) {
+  mServer.answer("POST /1.0/peers/trust", 409, R"({"status": {"code": 409, "desc": "It offers another"}})");
+  EXPECT_EQ(run(PeerCommand::kTrust, "10.0.0.2:8443"), ExitCode::kRefused);
+  EXPECT_EQ(mServer.calls().size(), 1u);
 }
 
 TEST_F(Peers, AreTrustedWithTheCertificateThatIsNamed) {
   mServer.answer("POST /1.0/peers/trust", 200, kDone);
   const std::string digits(64, 'a');
   EXPECT_EQ(run(PeerCommand::kTrust, "10.0.0.2:8443", std::string(64, 'A')), ExitCode::kDone);
-  EXPECT_EQ(mServer.calls().back(),
+  EXPECT_EQ(mServer.calls().front(),
             R"(POST /1.0/peers/trust {"address":"10.0.0.2:8443","fingerprint":"SHA256:)" + digits + "\"}");
 }
 

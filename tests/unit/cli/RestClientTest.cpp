@@ -44,6 +44,26 @@ TEST(RestClient, DoesNotTakeALoginForAMissingServer) {
   }
 }
 
+TEST(RestClient, TellsTheFirstLineOfAnAnswerInPlainText) {
+  FakeServer server;
+  server.answer("GET", 400, "This port speaks HTTPS: use https://\r\nand more\n",
+                {"Content-Type: text/plain; charset=utf-8"});
+  const auto answer = server.client().get("/1.0/servers");
+  ASSERT_FALSE(answer);
+  EXPECT_EQ(answer.failure().code, ExitCode::kNonsense);
+  EXPECT_EQ(answer.failure().message, "HTTP status 400: This port speaks HTTPS: use https://");
+}
+
+TEST(RestClient, DoesNotTellWhatOtherPagesSay) {
+  for (const char* type : {"Content-Type: text/html", "Content-Type: text/plain"}) {
+    FakeServer server;
+    server.answer("GET", 200, std::string(type).ends_with("html") ? "<html>" : "\n", {type});
+    const auto answer = server.client().get("/1.0/servers");
+    ASSERT_FALSE(answer);
+    EXPECT_EQ(answer.failure().message.rfind("HTTP status 200 with a body that is no JSON object: ", 0), 0u);
+  }
+}
+
 TEST(RestClient, LeavesSlashesAtTheEndOfAUrlOut) {
   EXPECT_EQ(FakeServer().client("https://one:8443/prefix//").url(), "https://one:8443/prefix");
 }

@@ -63,7 +63,18 @@ TEST(ServerApi, SaysInWordsThatASearchFoundNothing) {
   ASSERT_FALSE(record);
   EXPECT_EQ(record.failure().code, ExitCode::kRefused);
   EXPECT_EQ(record.failure().message, "no server answers at 10.0.0.9");
-  EXPECT_EQ(server.calls().size(), 1u);
+}
+
+TEST(ServerApi, SaysWhyASearchFoundNothing) {
+  FakeServer server;
+  server.answer(kOperations, 400, kFailed);
+  server.answer("GET /1.0/sightings", 200, R"({"values": [
+      {"address": "10.0.0.8", "state": "failed", "reason": "another's"},
+      {"address": "fe80::9", "state": "failed", "reason": "It may not be called"},
+      {"address": "10.0.0.9", "state": "left", "reason": "It said goodbye"}]})");
+  EXPECT_EQ(server.api().search("fe80::9").failure().message, "no server answers at fe80::9: It may not be called");
+  EXPECT_EQ(server.api().search("[fe80::9]").failure().message, "no server answers at [fe80::9]: It may not be called");
+  EXPECT_EQ(server.api().search("10.0.0.9").failure().message, "no server answers at 10.0.0.9");
 }
 
 TEST(ServerApi, AddsByTheAddressOfTheSearch) {

@@ -84,6 +84,12 @@ TEST_F(Changes, TellThatAServerLeft) {
   EXPECT_TRUE(drop("10.0.0.2").empty());
 }
 
+TEST_F(Changes, TellWhyAServerWent) {
+  put("two", "10.0.0.2");
+  see(sighting("10.0.0.2", "left", "announcement", "It was removed by hand"));
+  EXPECT_THAT(lines(drop("10.0.0.2")), ElementsAre("- two 10.0.0.2 It was removed by hand\n"));
+}
+
 TEST_F(Changes, TellThatAServerIsNotListedAnyMore) {
   put("two", "10.0.0.2");
   EXPECT_THAT(lines(drop("10.0.0.2")), ElementsAre("- two 10.0.0.2 no longer listed\n"));

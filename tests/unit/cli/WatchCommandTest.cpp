@@ -112,6 +112,21 @@ TEST_F(Watching, SaysThatAServerLeftWhenThatIsToldRightAfter) {
   EXPECT_THAT(mOut.str(), testing::EndsWith("- two 10.0.0.2 left\n"));
 }
 
+TEST_F(Watching, KeepsNewsNoLongerWhenNothingFollowsThem) {
+  mStreams.push_back([this](const httpclient::Request& request) {
+    const std::string news =
+        "event: servers\ndata: {\"changed\":[{\"key\":\"two\",\"record\":" + std::string(kTwo) + "}]}\n\n";
+    httpclient::Response response = streamed(request, kHello + news);
+    EXPECT_EQ(mOut.str(), "  one this server\n");
+    const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (mOut.str().find("two") == std::string::npos && std::chrono::steady_clock::now() < patience)
+      EXPECT_FALSE(request.cancelled());
+    EXPECT_EQ(mOut.str(), "  one this server\n+ two discovered\n");
+    return response;
+  });
+  EXPECT_EQ(run(), ExitCode::kDone);
+}
+
 TEST_F(Watching, PrintsADocumentOnEachLine) {
   stream(kHello);
   run(Format::kJson);

@@ -83,8 +83,52 @@ TEST(Sightings, ShowAServerThatLeftAsGoneUntilItIsSeenAgain) {
   EXPECT_EQ(sightings.all()[0]->reason, "It was removed");
   EXPECT_FALSE(sightings.all()[0]->source(Source::kByHand)) << "going is no reason why it is here";
   sightings.take(sighting("a", Outcome::kSeen), at(3));
-  EXPECT_EQ(sightings.all()[0]->state, State::kSeen);
+  EXPECT_EQ(sightings.all()[0]->state, State::kVerified);
+  EXPECT_EQ(sightings.all()[0]->verified, at(1));
   EXPECT_EQ(sightings.all()[0]->reason, "");
+}
+
+TEST(Sightings, DoNotTakeOneForVerifiedThatFailedAfterwards) {
+  Sightings sightings;
+  sightings.take(sighting("a", Outcome::kVerified), at(1));
+  sightings.take(sighting("a", Outcome::kFailed, Source::kSlp, "It did not answer"), at(2));
+  sightings.take(sighting("a", Outcome::kLeft, Source::kAnnouncement, "It said goodbye"), at(3));
+  EXPECT_EQ(sightings.all()[0]->state, State::kLeft);
+  sightings.take(sighting("a", Outcome::kSeen, Source::kAnnouncement), at(4));
+  EXPECT_EQ(sightings.all()[0]->state, State::kSeen);
+  sightings.take(sighting("a", Outcome::kVerified), at(5));
+  sightings.take(sighting("a", Outcome::kLeft, Source::kAnnouncement), at(6));
+  sightings.take(sighting("a", Outcome::kSeen, Source::kAnnouncement), at(7));
+  EXPECT_EQ(sightings.all()[0]->state, State::kVerified);
+}
+
+TEST(Sightings, KeepAFailureWhenThePassDoesNotListTheServer) {
+  Sightings sightings;
+  sightings.take(sighting("a", Outcome::kVerified), at(1));
+  sightings.take(sighting("a", Outcome::kFailed, Source::kSlp, "Its certificate has changed"), at(2));
+  const auto version = sightings.version();
+  EXPECT_FALSE(sightings.take(sighting("a", Outcome::kLeft, Source::kSlp, "The pass did not find it"), at(3)));
+  EXPECT_EQ(sightings.version(), version);
+  sightings.take(sighting("a", Outcome::kSeen), at(4));
+  EXPECT_EQ(sightings.all()[0]->state, State::kFailed);
+  EXPECT_EQ(sightings.all()[0]->reason, "Its certificate has changed");
+}
+
+TEST(Sightings, EndAFailureWithAGoodbyeOrARemoval) {
+  for (const Source source : {Source::kAnnouncement, Source::kByHand}) {
+    Sightings sightings;
+    sightings.take(sighting("a", Outcome::kFailed, Source::kSlp, "It did not answer"), at(1));
+    EXPECT_TRUE(sightings.take(sighting("a", Outcome::kLeft, source, "Gone"), at(2)));
+    EXPECT_EQ(sightings.all()[0]->state, State::kLeft);
+    EXPECT_EQ(sightings.all()[0]->reason, "Gone");
+  }
+}
+
+TEST(Sightings, GoWhenThePassDoesNotListThemThatDidNotFail) {
+  Sightings sightings;
+  sightings.take(sighting("a", Outcome::kVerified), at(1));
+  EXPECT_TRUE(sightings.take(sighting("a", Outcome::kLeft, Source::kSlp, "The pass did not find it"), at(2)));
+  EXPECT_EQ(sightings.all()[0]->state, State::kLeft);
 }
 
 TEST(Sightings, PassOverTheGoingOfSomebodyUnknown) {
@@ -230,6 +274,21 @@ TEST(Sightings, AreTalliedByState) {
   EXPECT_EQ(tally.failed, 1U);
   EXPECT_EQ(tally.left, 1U);
   EXPECT_EQ(tally.byHand, 1U);
+}
+
+TEST(Sightings, AreNotTalliedAsFailedThatWereOnlySearchedForInVain) {
+  Sightings sightings;
+  sightings.take(sighting("mistyped", Outcome::kFailed, Source::kSearch), at(1));
+  EXPECT_EQ(sightings.tally().failed, 0U);
+  sightings.take(sighting("verified", Outcome::kVerified, Source::kSearch), at(1));
+  sightings.take(sighting("verified", Outcome::kFailed, Source::kSearch), at(2));
+  EXPECT_EQ(sightings.tally().failed, 1U);
+  for (const Source source : {Source::kAnnouncement, Source::kSlp, Source::kByHand}) {
+    const std::string address = "named" + std::to_string(static_cast<int>(source));
+    sightings.take(sighting(address, Outcome::kSeen, source), at(1));
+    sightings.take(sighting(address, Outcome::kFailed, Source::kSearch), at(2));
+  }
+  EXPECT_EQ(sightings.tally().failed, 4U);
 }
 
 TEST(Sightings, MayBeReadWhileOthersTell) {
