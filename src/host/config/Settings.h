@@ -16,7 +16,7 @@ namespace host {
 struct Limits {
   unsigned int connections = 4096;
   unsigned int headerBytes = 16 * 1024;
-  unsigned int bodyBytes = 1024 * 1024;
+  unsigned int bodyBytes = 64 * 1024;
   std::chrono::milliseconds idleTimeout{60'000};
   std::chrono::milliseconds headerTimeout{10'000};
   std::chrono::milliseconds requestTimeout{30'000};

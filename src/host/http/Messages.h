@@ -12,14 +12,14 @@ namespace host {
 
 class AnswerStream;
 
-/// The further headers of a request that anything here depends on, each as received and "" when it is missing.
+/// The further headers of a request that anything here depends on, each text as received and "" when it is missing.
 struct RequestHeaders {
   std::string acceptEncoding;
   std::string authorization;
   std::string csrfToken;  ///< X-CSRF-Token
   std::string host;
   std::string ifNoneMatch;
-  std::string forwardedFor;  ///< X-Forwarded-For or Forwarded: a proxy stands between
+  bool isForwarded = false;  ///< has a header of those that proxies add: one may stand between
   std::string origin;
   std::string fetchSite;  ///< Sec-Fetch-Site
 };

@@ -1,5 +1,6 @@
 #include "host/http/RequestHead.h"
 
+#include <algorithm>
 #include <array>
 #include <ctime>
 #include <utility>
@@ -29,6 +30,14 @@ std::string joined(const RequestMessage& message, std::string_view name, const c
   return text;
 }
 
+/// Whether a header is one that proxies add, whatever its value.
+bool isOfProxy(boost::beast::string_view name) {
+  constexpr std::string_view kForwarded = "X-Forwarded-";
+  return boost::beast::iequals(name, "Via") || boost::beast::iequals(name, "Forwarded") ||
+         boost::beast::iequals(name, "X-Real-IP") ||
+         boost::beast::iequals(name.substr(0, kForwarded.size()), {kForwarded.data(), kForwarded.size()});
+}
+
 RequestHeaders headersOf(const RequestMessage& message) {
   const auto list = [&](std::string_view name) { return joined(message, name, ", "); };
   RequestHeaders headers;
@@ -37,8 +46,8 @@ RequestHeaders headersOf(const RequestMessage& message) {
   headers.csrfToken = list("X-CSRF-Token");
   headers.host = list("Host");
   headers.ifNoneMatch = list("If-None-Match");
-  headers.forwardedFor = list("X-Forwarded-For");
-  if (headers.forwardedFor.empty()) headers.forwardedFor = list("Forwarded");
+  headers.isForwarded =
+      std::any_of(message.begin(), message.end(), [](const auto& field) { return isOfProxy(field.name_string()); });
   headers.origin = list("Origin");
   headers.fetchSite = list("Sec-Fetch-Site");
   return headers;
@@ -72,6 +81,9 @@ void setHeaders(ResponseMessage& response, const Answer& answer, bool isSecure) 
 
 std::optional<Answer> refusalOf(const RequestMessage& message) {
   const auto encoding = message.find(web::field::transfer_encoding);
+  if (encoding != message.end() && message.version() < 11) {  // RFC 9112 section 6.1
+    return failureAnswer(400, "The request has a Transfer-Encoding, which HTTP/1.0 does not know");
+  }
   if (encoding != message.end() && !boost::beast::iequals(encoding->value(), "chunked")) {
     return failureAnswer(501, "The transfer encoding is not known");
   }
@@ -84,9 +96,9 @@ std::optional<Answer> refusalOf(const RequestMessage& message) {
   return std::nullopt;
 }
 
-ClientRequest takeRequest(RequestMessage& message, const std::string& remoteAddress, bool isSecure) {
+ClientRequest readRequest(const RequestMessage& message, const std::string& remoteAddress, bool isSecure) {
   ClientRequest request{std::string(message.method_string()), std::string(message.target()),
-                        joined(message, "Cookie", "; "), std::move(message.body()), remoteAddress};
+                        joined(message, "Cookie", "; "), "", remoteAddress};
   request.headers = headersOf(message);
   request.isSecure = isSecure;
   return request;

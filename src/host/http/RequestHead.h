@@ -18,8 +18,8 @@ using ResponseMessage = boost::beast::http::response<boost::beast::http::string_
 /// The refusal of a request whose header cannot be served; nothing when it can.
 std::optional<Answer> refusalOf(const RequestMessage& message);
 
-/// Takes the body out of the message.
-ClientRequest takeRequest(RequestMessage& message, const std::string& remoteAddress, bool isSecure);
+/// What the header says; without the body.
+ClientRequest readRequest(const RequestMessage& message, const std::string& remoteAddress, bool isSecure);
 
 /// The answer to what the parser would not take; nothing when the connection itself failed.
 std::optional<Answer> answerTo(boost::system::error_code error);

@@ -68,6 +68,12 @@ Answer tooManyStreams() {
   return answer;
 }
 
+Answer tooManyBodies() {
+  Answer answer = failureAnswer(503, "Too many large requests are on their way, try again");
+  answer.headers.emplace_back("Retry-After", "10");
+  return answer;
+}
+
 template <typename Transport>
 class HttpSession final : public Session, public std::enable_shared_from_this<HttpSession<Transport>> {
  public:
@@ -108,6 +114,7 @@ class HttpSession final : public Session, public std::enable_shared_from_this<Ht
     if (std::exchange(mStage, Stage::kClosed) == Stage::kClosed) return;
     mContext.endWait(this);
     mContext.closed();
+    releaseBody();
     error_code ignored;
     mTransport.socket().close(ignored);
     mTimer.cancel();
@@ -215,6 +222,7 @@ class HttpSession final : public Session, public std::enable_shared_from_this<Ht
   void awaitRequest() {
     if (mFinishing) return drain();
     mTimedOut = false;
+    releaseBody();
     mSerializer.reset();
     mResponse.reset();
     mParser.emplace();
@@ -244,6 +252,10 @@ class HttpSession final : public Session, public std::enable_shared_from_this<Ht
     enter(Stage::kBody, mContext.limits.requestTimeout);
     const auto& header = mParser->get();
     if (auto refusal = refusalOf(header)) return refuse(std::move(*refusal));
+    // Now, because the parser puts what follows the body (the trailer) among the header's fields (RFC 9110 section
+    // 6.5.1 forbids to believe it).
+    mRequest = readRequest(header, mRemoteAddress, Transport::kIsSecure);
+    if (!reserveBody()) return refuse(tooManyBodies());
     const auto expect = header.find(web::field::expect);
     if (expect == header.end()) return readBody();
     if (!beast::iequals(expect->value(), "100-continue")) {
@@ -254,6 +266,17 @@ class HttpSession final : public Session, public std::enable_shared_from_this<Ht
       self->readBody();
     });
   }
+
+  /// One whose length is not told may be as long as any.
+  bool reserveBody() {
+    const auto length = mParser->content_length();
+    mReserved = mParser->chunked() ? mContext.limits.bodyBytes : static_cast<std::size_t>(length.value_or(0));
+    if (mContext.reserveBody(mReserved)) return true;
+    mReserved = 0;
+    return false;
+  }
+
+  void releaseBody() { mContext.releaseBody(std::exchange(mReserved, 0)); }
 
   void readBody() {
     web::async_read(mTransport.stream(), mBuffer, *mParser, [self = self()](error_code error, std::size_t) {
@@ -283,7 +306,8 @@ class HttpSession final : public Session, public std::enable_shared_from_this<Ht
         stream.end();
       });
     };
-    mContext.service.serve(takeRequest(mParser->get(), mRemoteAddress, Transport::kIsSecure), std::move(done));
+    mRequest.body = std::move(mParser->get().body());
+    mContext.service.serve(std::exchange(mRequest, {}), std::move(done));
   }
 
   void answered(unsigned long number, Answer answer, StreamOwner stream) {
@@ -452,6 +476,8 @@ class HttpSession final : public Session, public std::enable_shared_from_this<Ht
   bool mTimedOut = false;
   unsigned long mRequests = 0;
   std::optional<Parser> mParser;
+  ClientRequest mRequest;     ///< while its body is read
+  std::size_t mReserved = 0;  ///< for the body, until the request is answered
   std::optional<ResponseMessage> mResponse;
   std::optional<web::response_serializer<web::string_body>> mSerializer;
   StreamOwner mStream;

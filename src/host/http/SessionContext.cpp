@@ -52,6 +52,17 @@ bool SessionContext::enterStream() {
   return true;
 }
 
+bool SessionContext::reserveBody(std::size_t bytes) {
+  if (bytes <= kFreeBodyBytes) return true;
+  if (bytes > kMostBodyBytes - mBodyBytes) return false;
+  mBodyBytes += bytes;
+  return true;
+}
+
+void SessionContext::releaseBody(std::size_t bytes) {
+  if (bytes > kFreeBodyBytes) mBodyBytes -= bytes;
+}
+
 void SessionContext::logRefusal(const std::string& remoteAddress, const std::string& what) {
   const auto leftOut = mRefusals.pass(LogLimiter::Clock::now());
   if (!leftOut) return;

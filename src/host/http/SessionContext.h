@@ -24,6 +24,9 @@ class TlsContext;
 /// What the sessions of one front share; it outlives them. Touched by the front's thread only, but for the counts.
 class SessionContext {
  public:
+  static constexpr std::size_t kMostBodyBytes = 64 * 1024 * 1024;
+  static constexpr std::size_t kFreeBodyBytes = 4096;
+
   SessionContext(std::shared_ptr<boost::asio::io_context> ioContext, const Limits& bounds, Service& handler,
                  std::shared_ptr<TlsContext> tlsContext);
   SessionContext(const SessionContext&) = delete;
@@ -55,6 +58,12 @@ class SessionContext {
   bool enterStream();
   void leaveStream() { --mCounts.streams; }
 
+  /// Makes room for a body of so many bytes, to be given back by `releaseBody`. False when those on their way take
+  /// `kMostBodyBytes` together. Up to `kFreeBodyBytes` there is always room, so that nobody who sends large bodies
+  /// keeps others from logging in.
+  bool reserveBody(std::size_t bytes);
+  void releaseBody(std::size_t bytes);
+
   /// Logs what a client did wrong, within bounds.
   void logRefusal(const std::string& remoteAddress, const std::string& what);
   void handshakeFailed(const std::string& remoteAddress, const std::string& what);
@@ -80,6 +89,7 @@ class SessionContext {
   LogLimiter mRefusals;
   std::map<std::uint64_t, Session*> mWaiting;  ///< in the order in which they began
   std::uint64_t mLastTurn = 0;
+  std::size_t mBodyBytes = 0;
 };
 
 }  // namespace host

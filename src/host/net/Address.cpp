@@ -132,6 +132,25 @@ bool isUnusableForPeers(std::string_view text) {
   return bytes->size == 4 ? isUnusableIpV4(bytes->view()) : isUnusableIpV6(bytes->view(), hasZone);
 }
 
+bool isLoopbackAddress(std::string_view text) {
+  const auto bytes = parse(text);
+  if (!bytes) return false;
+  if (bytes->size == 4) return bytes->data[0] == 127;
+  in6_addr address{};
+  std::copy(bytes->data.begin(), bytes->data.end(), std::begin(address.s6_addr));
+  if (IN6_IS_ADDR_V4MAPPED(&address) != 0) return address.s6_addr[12] == 127;
+  return IN6_IS_ADDR_LOOPBACK(&address) != 0;
+}
+
+std::string canonicalAddress(std::string_view text) {
+  const auto bytes = parse(text);
+  if (!bytes) return std::string(text);
+  std::array<char, INET6_ADDRSTRLEN> plain{};
+  inet_ntop(bytes->size == 4 ? AF_INET : AF_INET6, bytes->data.data(), plain.data(), plain.size());
+  const auto zone = text.find('%');
+  return plain.data() + std::string(zone == std::string_view::npos ? "" : text.substr(zone));
+}
+
 std::string bracketed(std::string_view host) {
   return host.find(':') == std::string_view::npos ? std::string(host) : "[" + std::string(host) + "]";
 }

@@ -17,6 +17,13 @@ bool isHostName(std::string_view text);
 /// zone. Also for what is not an address.
 bool isUnusableForPeers(std::string_view text);
 
+/// 127.0.0.0/8, also inside IPv6, and ::1.
+bool isLoopbackAddress(std::string_view text);
+
+/// The one way to write an address: as the system does, lower case and shortened, with its zone if it has one. What is
+/// no address stands for itself.
+std::string canonicalAddress(std::string_view text);
+
 /// An IPv6 address in brackets, anything else as it is.
 std::string bracketed(std::string_view host);
 

@@ -42,11 +42,6 @@ std::string networkAddress(const std::string& address, unsigned prefixLength) {
   return inet_ntop(family, bytes.data(), result.data(), result.size());
 }
 
-bool isLoopback(const std::string& address) {
-  static const std::vector<Link> kLoopback = {{"127.0.0.0", 8}, {"::1", kIpV6Bits}};
-  return isOnLink(address, kLoopback);
-}
-
 /// "This network", multicast, what is reserved with the broadcast address in it, and the unspecified address.
 bool isNobodys(const std::string& address) {
   static const std::vector<Link> kNobodys = {
@@ -87,7 +82,7 @@ Result<Link> readNetwork(std::string_view text) {
 
 PeerPolicy::PeerPolicy(std::vector<Link> networks, OwnLinks ownLinks)
     : mIsConfigured(!networks.empty()), mNetworks(std::move(networks)), mOwnLinks(std::move(ownLinks)) {
-  const auto isOfLoopback = [](const Link& network) { return isLoopback(network.address); };
+  const auto isOfLoopback = [](const Link& network) { return isLoopbackAddress(network.address); };
   std::copy_if(mNetworks.begin(), mNetworks.end(), std::back_inserter(mLoopback), isOfLoopback);
 }
 
@@ -100,7 +95,7 @@ std::optional<std::string> PeerPolicy::refusal(std::string_view address) const {
 
 bool PeerPolicy::isAllowed(const std::string& address) const {
   if (isNobodys(address)) return false;
-  if (isLoopback(address)) return isOnLink(address, mLoopback);
+  if (isLoopbackAddress(address)) return isOnLink(address, mLoopback);
   if (mIsConfigured) return isOnLink(address, mNetworks);
   return isOnLink(address, privateNetworks()) || (mOwnLinks && isOnLink(address, mOwnLinks()));
 }

@@ -4,19 +4,27 @@
 
 namespace host {
 
+using utils::formatted_log_t;
+using utils::LOG_FAILURE;
+
 void Audit::note(const std::string& text) {
-  utils::formatted_log_t(utils::LOG_INVENTORY, "Access: %1%") % text;
+  utils::logging::write(utils::LOG_INVENTORY, "Access: " + text);
 }
 
-void Audit::refused(const std::string& text) {
-  std::optional<unsigned int> leftOut;
-  {
-    const std::lock_guard lock(mMutex);
-    leftOut = mLimiter.pass(LogLimiter::Clock::now());
-  }
-  if (!leftOut) return;
-  const std::string others = *leftOut == 0 ? "" : " (" + std::to_string(*leftOut) + " others left out)";
-  utils::formatted_log_t(utils::LOG_FAILURE, "Access: %1%%2%") % text % others;
+void Audit::loginFailed(const std::string& user, const std::string& address) {
+  formatted_log_t(LOG_FAILURE, "Access: a login as %1% from %2% failed") % user % address;
+}
+
+void Audit::loginPutOff(const std::string& user, const std::string& address, long seconds) {
+  formatted_log_t(LOG_FAILURE, "Access: a login as %1% from %2% was put off for %3% s") % user % address % seconds;
+}
+
+void Audit::lockedOut(const std::string& user, const std::string& address) {
+  formatted_log_t(LOG_FAILURE, "Access: logins as %1% from %2% are locked out") % user % address;
+}
+
+void Audit::writeRefused(const std::string& what, const std::string& who, int status) {
+  formatted_log_t(LOG_FAILURE, "Access: %1% of %2% was refused (%3%)") % what % who % status;
 }
 
 }  // namespace host

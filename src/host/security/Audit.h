@@ -1,24 +1,20 @@
 #pragma once
 
-#include <mutex>
 #include <string>
-
-#include "host/http/LogLimiter.h"
 
 namespace host {
 
-/// The log of who came in and who did not. Passwords, tokens and session identifiers have no place in it. Safe for
-/// every thread.
+/// The log of who came in and who did not. Passwords, tokens and session identifiers have no place in it. What somebody
+/// has done who was let in is "info", and written at every level of the log, each time. What was refused is "warning",
+/// and because strangers can cause it each kind has a rate of its own (see utils::logging), so that none hides another.
+/// Safe for every thread.
 class Audit {
  public:
-  /// What somebody who was let in has done: "info".
-  void note(const std::string& text);
-  /// What was refused: "warning", at a limited rate, because strangers can cause it.
-  void refused(const std::string& text);
-
- private:
-  std::mutex mMutex;
-  LogLimiter mLimiter;
+  static void note(const std::string& text);
+  static void loginFailed(const std::string& user, const std::string& address);
+  static void loginPutOff(const std::string& user, const std::string& address, long seconds);
+  static void lockedOut(const std::string& user, const std::string& address);
+  static void writeRefused(const std::string& what, const std::string& who, int status);
 };
 
 }  // namespace host

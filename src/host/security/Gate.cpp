@@ -4,7 +4,9 @@
 #include <utility>
 #include <variant>
 
+#include "host/http/RequestHead.h"
 #include "host/http/Translate.h"
+#include "host/security/Audit.h"
 #include "host/security/Origin.h"
 #include "state/Secrets.h"
 
@@ -51,14 +53,19 @@ std::string who(const Identity& identity, const ClientRequest& request) {
   return (identity.user.empty() ? "somebody who is not logged in" : identity.user) + " from " + request.remoteAddress;
 }
 
+/// Tells the log who has changed what, once it is answered.
+Service::Done noted(const std::string& who, const ClientRequest& request, Service::Done done) {
+  std::string text = who + ": " + request.method + " " + printable(request.target) + " " + printable(request.body);
+  return [text = std::move(text), done = std::move(done)](Answer answer) {
+    Audit::note(text + " was answered " + std::to_string(answer.status));
+    done(std::move(answer));
+  };
+}
+
 }  // namespace
 
-Gate::Gate(Identifier& identifier, Audit& audit, std::string uriPrefix, Service& next, TokenUsed tokenUsed)
-    : mIdentifier(identifier),
-      mAudit(audit),
-      mUriPrefix(std::move(uriPrefix)),
-      mNext(next),
-      mTokenUsed(std::move(tokenUsed)) {}
+Gate::Gate(Identifier& identifier, std::string uriPrefix, Service& next, TokenUsed tokenUsed)
+    : mIdentifier(identifier), mUriPrefix(std::move(uriPrefix)), mNext(next), mTokenUsed(std::move(tokenUsed)) {}
 
 void Gate::serve(ClientRequest request, Done done) {
   auto read = readAim(request, mUriPrefix);
@@ -70,12 +77,14 @@ void Gate::serve(ClientRequest request, Done done) {
   if (!refused) refused = refusal(need, identity, request);
   if (refused) {
     if (!isRead(request.method)) {
-      mAudit.refused(request.method + " " + path + " of " + who(identity, request) + " was refused (" +
-                     std::to_string(refused->status) + ")");
+      Audit::writeRefused(request.method + " " + path, who(identity, request), refused->status);
     }
     return done(std::move(*refused));
   }
   if (!identity.usedToken.empty()) mTokenUsed(identity.usedToken);
+  if (identity.session) mIdentifier.noteUse(*identity.session);
+  if (need == Need::kOperator && !isRead(request.method))
+    done = noted(who(identity, request), request, std::move(done));
   request.user = std::move(identity.user);
   request.role = identity.role;
   request.isStillAllowed = std::move(identity.holds);

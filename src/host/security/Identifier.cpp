@@ -79,13 +79,16 @@ Identity Identifier::bySession(const std::string& id) {
   auto session = mSessions.find(id);
   const auto role = session ? roleOf(*session) : std::nullopt;
   if (session && !role) mSessions.close(id);
-  if (role) session = mSessions.use(id);
   if (!role || !session) return nobody();
   return {.user = session->user, .role = *role, .session = session, .holds = [this, id, role] {
             const auto live = mSessions.find(id);
             const auto now = live ? roleOf(*live) : std::nullopt;
             return now && *now >= *role;
           }};
+}
+
+void Identifier::noteUse(const LoginSession& session) {
+  (void)mSessions.use(session.id);
 }
 
 bool Identifier::needsAccount() {

@@ -35,8 +35,9 @@ class Identifier {
   void setAnonymous(Role role) { mAnonymous = role; }
   Role anonymous() const { return mAnonymous; }
 
-  /// A session that lets the request in counts as used.
   Identity identify(const ClientRequest& request);
+  /// The session has let a request in.
+  void noteUse(const LoginSession& session);
 
   /// The accounts as they are now. Why the file cannot be used is logged once.
   state::Accounts::Reading accounts();

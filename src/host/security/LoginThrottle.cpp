@@ -9,7 +9,7 @@ namespace host {
 namespace {
 
 std::string pairOf(const std::string& user, const std::string& address) {
-  return user + ' ' + networkOf(address);
+  return user + ' ' + address;
 }
 
 template <typename Table>
@@ -35,8 +35,9 @@ std::optional<std::chrono::seconds> LoginThrottle::admit(const std::string& user
   const std::string network = networkOf(address);
   const unsigned int wide = kWiderTimes * mAttempts;
   auto wait = waitFor(mPairs, pair, pauseAfter(failuresOf(mPairs, pair)));
-  if (failuresOf(mNetworks, network) >= wide) wait = std::max(wait, waitFor(mNetworks, network, mLockOut));
-  if (failuresOf(mUsers, user) >= wide && isStranger(user, address)) {
+  const bool strange = isStranger(user, address);
+  if (strange && failuresOf(mNetworks, network) >= wide) wait = std::max(wait, waitFor(mNetworks, network, mLockOut));
+  if (strange && failuresOf(mUsers, user) >= wide) {
     wait = std::max(wait, waitFor(mUsers, user, kPauseOfStrangers));
   }
   if (wait > Clock::duration::zero()) return std::chrono::ceil<std::chrono::seconds>(wait);
@@ -68,7 +69,7 @@ void LoginThrottle::withdrawn(const std::string& user, const std::string& addres
 bool LoginThrottle::isLockedOut(const std::string& user, const std::string& address) const {
   const std::lock_guard lock(mMutex);
   return failuresOf(mPairs, pairOf(user, address)) >= mAttempts ||
-         failuresOf(mNetworks, networkOf(address)) >= kWiderTimes * mAttempts;
+         (isStranger(user, address) && failuresOf(mNetworks, networkOf(address)) >= kWiderTimes * mAttempts);
 }
 
 unsigned int LoginThrottle::failuresOf(const Counts& counts, const std::string& key) const {

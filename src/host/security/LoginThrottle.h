@@ -12,11 +12,11 @@ namespace host {
 
 /// Counts failed logins, and says how long whoever fails must wait. Nothing sleeps, and nobody from elsewhere can keep
 /// a user out:
-/// - A user from one network (see `networkOf`): from the third failure in a row each doubles the wait, and
+/// - A user from one address: from the third failure in a row each doubles the wait, and
 ///   `login_attempts` of them are a lock-out.
-/// - A network, whatever the users: four times as many.
+/// - A network (see `networkOf`), whatever the users: four times as many lock its strangers out.
 /// - A user, from wherever: after four times as many, strangers may try every ten seconds, all of them together.
-///   Strangers are not on loopback, and have not logged in as this user from their network since the server began.
+///   Strangers are not on loopback, and have not logged in as this user from their address since the server began.
 /// A failure counts until `lockout` has passed without another one. Bounded: beyond `kMostEntries` the oldest are
 /// forgotten. Safe for every thread.
 class LoginThrottle {
@@ -63,10 +63,10 @@ class LoginThrottle {
   mutable std::mutex mMutex;
   unsigned int mAttempts;
   Clock::duration mLockOut;
-  Counts mPairs;                                    ///< by user and network
+  Counts mPairs;                                    ///< by user and address
   Counts mNetworks;                                 ///< by network
   Counts mUsers;                                    ///< by user
-  std::map<std::string, Clock::time_point> mKnown;  ///< users and networks of logins, and when they were
+  std::map<std::string, Clock::time_point> mKnown;  ///< users and addresses of logins, and when they were
 };
 
 }  // namespace host

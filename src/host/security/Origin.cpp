@@ -4,7 +4,6 @@
 #include <arpa/inet.h>
 #include <array>
 #include <cctype>
-#include <cstring>
 #include <optional>
 
 namespace host {
@@ -31,11 +30,6 @@ std::string text4(const unsigned char* bytes) {
   std::array<char, INET_ADDRSTRLEN> text{};
   inet_ntop(AF_INET, bytes, text.data(), text.size());
   return text.data();
-}
-
-bool isLoopback4(std::string_view address) {
-  in_addr bytes{};
-  return inet_pton(AF_INET, std::string(address).c_str(), &bytes) == 1 && (ntohl(bytes.s_addr) >> 24) == 127;
 }
 
 std::string lower(std::string_view text) {
@@ -67,20 +61,14 @@ std::string networkOf(std::string_view address) {
   std::fill(bytes->begin() + kNetworkBytes, bytes->end(), static_cast<unsigned char>(0));
   std::array<char, INET6_ADDRSTRLEN> text{};
   inet_ntop(AF_INET6, bytes->data(), text.data(), text.size());
-  return std::string(text.data()) + "/64";
-}
-
-bool isLoopbackAddress(std::string_view address) {
-  if (isLoopback4(address)) return true;
-  const auto bytes = parse6(address);
-  if (!bytes) return false;
-  if (isMapped(*bytes)) return (*bytes)[kMappedStartBytes] == 127;
-  return std::memcmp(bytes->data(), &in6addr_loopback, bytes->size()) == 0;
+  const bool isLinkLocal = (*bytes)[0] == 0xFE && ((*bytes)[1] & 0xC0) == 0x80;
+  const auto zone = isLinkLocal ? address.find('%') : std::string_view::npos;
+  return std::string(text.data()) + "/64" + std::string(zone == std::string_view::npos ? "" : address.substr(zone));
 }
 
 bool isLocal(const ClientRequest& request) {
   const std::string host = lower(hostOf(request.headers.host));
-  return isLoopbackAddress(request.remoteAddress) && request.headers.forwardedFor.empty() &&
+  return isLoopbackAddress(request.remoteAddress) && !request.headers.isForwarded &&
          (host == "localhost" || isLoopbackAddress(host));
 }
 
@@ -91,7 +79,10 @@ std::string foreignOrigin(const ClientRequest& request) {
   }
   if (headers.origin.empty()) return "";
   const auto scheme = headers.origin.find("://");
-  const bool isOwn = scheme != std::string::npos && lower(headers.origin.substr(scheme + 3)) == lower(headers.host);
+  // Without TLS there may be some in front of this server.
+  const bool isFit =
+      scheme != std::string::npos && (!request.isSecure || lower(headers.origin.substr(0, scheme)) == "https");
+  const bool isOwn = isFit && lower(headers.origin.substr(scheme + 3)) == lower(headers.host);
   return isOwn ? "" : "its Origin is not this server";
 }
 

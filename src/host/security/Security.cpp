@@ -28,9 +28,9 @@ Security::Security(const Settings& settings, const state::Directory& directory, 
       mThrottle(settings.access.loginAttempts, settings.access.lockOut),
       mIdentifier(mAccounts, mSessions, settings.access.anonymous),
       mLane("kvt-logins", kThreads, kBacklog),
-      mSessionRoutes({mAccounts, mSessions, mIdentifier, mThrottle, mAudit, mLane}, cookiePath(uriPrefix)),
-      mTokenRoutes({mAccounts, mIdentifier, mAudit, mLane}),
-      mGate(mIdentifier, mAudit, uriPrefix, next, [this](const std::string& token) { noteUse(token); }) {
+      mSessionRoutes({mAccounts, mSessions, mIdentifier, mThrottle, mLane}, cookiePath(uriPrefix)),
+      mTokenRoutes({mAccounts, mIdentifier, mLane}),
+      mGate(mIdentifier, uriPrefix, next, [this](const std::string& token) { noteUse(token); }) {
   (void)mIdentifier.accounts();  // what is wrong with them is said at the start
 }
 
@@ -62,13 +62,16 @@ void Security::noteUse(const std::string& token) {
     if (mNoted.size() >= kMostNoted) mNoted.clear();  // of tokens that are gone
     mNoted[token] = now;
   }
-  mLane.submit([this, token] {
+  const bool isTaken = mLane.submit([this, token] {
     try {
       (void)mAccounts.noteUse(token);
     } catch (const std::exception& error) {
       utils::formatted_log_t(utils::LOG_FAILURE, "Access: the use of a token could not be noted: %1%") % error.what();
     }
   });
+  if (isTaken) return;
+  const std::lock_guard lock(mMutex);
+  mNoted.erase(token);
 }
 
 }  // namespace host

@@ -8,7 +8,6 @@
 #include "host/config/Settings.h"
 #include "host/http/Lane.h"
 #include "host/http/Routes.h"
-#include "host/security/Audit.h"
 #include "host/security/Gate.h"
 #include "host/security/Identifier.h"
 #include "host/security/LoginThrottle.h"
@@ -46,7 +45,6 @@ class Security {
   state::Accounts mAccounts;
   Sessions mSessions;
   LoginThrottle mThrottle;
-  Audit mAudit;
   Identifier mIdentifier;
   std::mutex mMutex;
   std::map<std::string, std::chrono::steady_clock::time_point> mNoted;  ///< by token: when its use was written down

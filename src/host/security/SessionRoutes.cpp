@@ -5,7 +5,6 @@
 #include <variant>
 
 #include "host/IsoTime.h"
-#include "host/http/Translate.h"
 #include "host/security/Answers.h"
 #include "host/security/Origin.h"
 #include "host/security/Work.h"
@@ -59,8 +58,7 @@ void SessionRoutes::login(ClientRequest request, Service::Done done) {
   const auto& credentials = std::get<Credentials>(read);
   const std::string throttled = state::userNameProblem(credentials.user) ? "" : credentials.user;
   if (const auto wait = mParts.throttle.admit(throttled, request.remoteAddress)) {
-    mParts.audit.refused("a login as " + called(credentials.user) + " from " + request.remoteAddress +
-                         " was put off for " + std::to_string(wait->count()) + " s");
+    Audit::loginPutOff(called(credentials.user), request.remoteAddress, static_cast<long>(wait->count()));
     return done(
         laterAnswer(429, "Too many logins have failed: try again in " + std::to_string(wait->count()) + " s", *wait));
   }
@@ -81,9 +79,9 @@ Answer SessionRoutes::verify(const ClientRequest& request, const Credentials& cr
     mParts.throttle.withdrawn(throttled, request.remoteAddress);
     return failureAnswer(503, kUnusable);
   }
-  const bool isLockedOut = mParts.throttle.isLockedOut(throttled, request.remoteAddress);
-  mParts.audit.refused("a login as " + called(credentials.user) + " from " + request.remoteAddress + " failed" +
-                       (isLockedOut ? ", and the next ones are locked out" : ""));
+  const std::string name = called(credentials.user);
+  Audit::loginFailed(name, request.remoteAddress);
+  if (mParts.throttle.isLockedOut(throttled, request.remoteAddress)) Audit::lockedOut(name, request.remoteAddress);
   return failureAnswer(401, kWrong);
 }
 
@@ -91,7 +89,7 @@ Answer SessionRoutes::loggedIn(const ClientRequest& request, const std::string& 
   const std::string before = sessionIdOf(request);
   if (!before.empty()) mParts.sessions.close(before);
   const LoginSession session = mParts.sessions.open(user, account.passwordHash);
-  mParts.audit.note(user + " has logged in from " + request.remoteAddress);
+  Audit::note(user + " has logged in from " + request.remoteAddress);
   const Role own = roleNamed(account.role).value_or(Role::kNobody);
   Answer answer = valueAnswer(valueOf(user, std::max(own, mParts.identifier.anonymous()), &session, "done"));
   answer.headers.emplace_back("Set-Cookie", cookie(request, session.id));
@@ -102,7 +100,7 @@ Answer SessionRoutes::logout(const ClientRequest& request) {
   const auto session = mParts.sessions.find(sessionIdOf(request));
   if (session && session->user == request.user) {
     mParts.sessions.close(session->id);
-    mParts.audit.note(request.user + " has logged out from " + request.remoteAddress);
+    Audit::note(request.user + " has logged out from " + request.remoteAddress);
   }
   Answer answer = doneAnswer();
   answer.headers.emplace_back("Set-Cookie", cookie(request, "; Max-Age=0"));
@@ -124,7 +122,7 @@ Answer SessionRoutes::makeFirst(const ClientRequest& request, const Credentials&
   if (const auto refusal = mParts.accounts.addFirst(credentials.user, credentials.password)) {
     return refusedAnswer(*refusal);
   }
-  mParts.audit.note("the first account, " + credentials.user + ", was made from " + request.remoteAddress);
+  Audit::note("the first account, " + credentials.user + ", was made from " + request.remoteAddress);
   const auto reading = mParts.identifier.accounts();
   const auto account = reading.book->accounts.find(credentials.user);
   if (account == reading.book->accounts.end()) return failureAnswer(503, kUnusable);  // changed meanwhile

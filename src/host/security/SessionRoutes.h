@@ -22,7 +22,6 @@ class SessionRoutes {
     Sessions& sessions;
     Identifier& identifier;
     LoginThrottle& throttle;
-    Audit& audit;
     Lane& lane;
   };
 

@@ -1,5 +1,6 @@
 #include "host/security/TokenRoutes.h"
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 #include <variant>
@@ -40,6 +41,16 @@ Answer TokenRoutes::list(const ClientRequest& request) {
   return valueAnswer(tokens);
 }
 
+Role TokenRoutes::roleOf(const std::string& token, const std::string& user) {
+  const auto reading = mParts.identifier.accounts();
+  const auto account = reading.book->accounts.find(user);
+  const auto& tokens = reading.book->tokens;
+  const auto found = std::find_if(tokens.begin(), tokens.end(),
+                                  [&](const state::Token& each) { return each.name == token && each.user == user; });
+  if (account == reading.book->accounts.end() || found == tokens.end()) return Role::kNobody;
+  return std::min(roleNamed(account->second.role), roleNamed(found->role)).value_or(Role::kNobody);
+}
+
 void TokenRoutes::add(ClientRequest request, Service::Done done) {
   auto body = readShortBody(request.body);
   if (auto* refusal = std::get_if<Answer>(&body)) return done(std::move(*refusal));
@@ -53,7 +64,7 @@ void TokenRoutes::add(ClientRequest request, Service::Done done) {
   workOn(mParts.lane, done, [this, user = request.user, from = request.remoteAddress, name, role] {
     auto made = mParts.accounts.addToken(name, user, role);
     if (const auto* refusal = std::get_if<state::Accounts::Refusal>(&made)) return refusedAnswer(*refusal);
-    mParts.audit.note(user + " has made the token " + name + " (" + role + ") from " + from);
+    Audit::note(user + " has made the token " + name + " (" + role + ") from " + from);
     json::Object value;
     value["name"] = json::String(name);
     value["role"] = json::String(role);
@@ -63,11 +74,14 @@ void TokenRoutes::add(ClientRequest request, Service::Done done) {
 }
 
 void TokenRoutes::remove(ClientRequest request, Service::Done done) {
+  if (roleOf(request.pathParameter, request.user) > request.role) {
+    return done(failureAnswer(403, "That token allows more than what you may: " + std::string(roleName(request.role))));
+  }
   const std::string owner = request.role == Role::kOperator ? "" : request.user;
   workOn(mParts.lane, done,
          [this, owner, user = request.user, from = request.remoteAddress, name = request.pathParameter] {
            if (const auto refusal = mParts.accounts.removeToken(name, owner)) return refusedAnswer(*refusal);
-           mParts.audit.note(user + " has removed the token " + name + " from " + from);
+           Audit::note(user + " has removed the token " + name + " from " + from);
            return doneAnswer();
          });
 }

@@ -17,7 +17,6 @@ class TokenRoutes {
   struct Parts {
     state::Accounts& accounts;
     Identifier& identifier;
-    Audit& audit;
     Lane& lane;
   };
 
@@ -27,6 +26,8 @@ class TokenRoutes {
   void addTo(Routes& routes);
 
  private:
+  /// What a token of a user allows now; nothing when there is none.
+  Role roleOf(const std::string& token, const std::string& user);
   Answer list(const ClientRequest& request);
   void add(ClientRequest request, Service::Done done);
   void remove(ClientRequest request, Service::Done done);

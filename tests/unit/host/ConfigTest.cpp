@@ -44,7 +44,7 @@ TEST(Config, EmptyMeansDefaults) {
   EXPECT_EQ(settings->logMask, utils::logging::kDefaultMask);
   EXPECT_EQ(settings->excludeInterfaces, utils::LinuxSystem::defaultExcludedInterfaces());
   EXPECT_EQ(settings->limits.headerBytes, 16U * 1024);
-  EXPECT_EQ(settings->limits.bodyBytes, 1024U * 1024);
+  EXPECT_EQ(settings->limits.bodyBytes, 64U * 1024);
   EXPECT_TRUE(settings->preferences.empty());
 }
 

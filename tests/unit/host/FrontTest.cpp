@@ -249,6 +249,61 @@ INSTANTIATE_TEST_SUITE_P(
                    413}),
     [](const auto& tested) { return tested.param.name; });
 
+TEST_F(FrontTest, RefusesChunksOfAVersionThatDoesNotKnowThem) {
+  start();
+  RawClient one = client();
+  EXPECT_EQ(one.ask("POST /x HTTP/1.0\r\nTransfer-Encoding: chunked\r\n\r\n2\r\n{}\r\n0\r\n\r\n").status, 400);
+  EXPECT_TRUE(one.isClosed());
+  EXPECT_TRUE(mService.requests().empty());
+}
+
+TEST_F(FrontTest, BelievesNothingThatFollowsTheBody) {
+  start();
+  const auto answer = client().ask(kPost +
+                                   "Transfer-Encoding: chunked\r\n\r\n2\r\n{}\r\n0\r\nAuthorization: Bearer a\r\n"
+                                   "Cookie: kvtSession=a\r\nHost: localhost\r\nX-CSRF-Token: b\r\n\r\n");
+  EXPECT_EQ(answer.status, 200);
+  const auto request = mService.requests().at(0);
+  EXPECT_EQ(request.body, "{}");
+  EXPECT_EQ(request.headers.authorization, "");
+  EXPECT_EQ(request.headers.csrfToken, "");
+  EXPECT_EQ(request.headers.host, "here");
+  EXPECT_EQ(request.cookies, "");
+}
+
+TEST_F(FrontTest, KnowsAProxyByTheNamesOfItsHeaders) {
+  start();
+  for (const char* line : {"Via: 1.1 x", "X-Real-IP: 192.0.2.1", "x-forwarded-proto: https",
+                           "X-Forwarded-For:", "X-Forwarded-Host: a", "Forwarded:"}) {
+    (void)client().ask(getRequest("/x", std::string(line) + "\r\n"));
+    EXPECT_TRUE(mService.requests().back().headers.isForwarded) << line;
+  }
+  (void)client().ask(getRequest("/x", "X-Forward: a\r\nReal-IP: a\r\n"));
+  EXPECT_FALSE(mService.requests().back().headers.isForwarded);
+}
+
+TEST_F(FrontTest, HasRoomForSoManyBytesOfBodiesTogetherAndAlwaysForSmallOnes) {
+  mLimits.bodyBytes = 16 * 1024 * 1024;
+  start();
+  const std::string large = kPost + "Content-Length: 16777216\r\nExpect: 100-continue\r\n\r\n";
+  const std::string chunked = kPost + "Transfer-Encoding: chunked\r\nExpect: 100-continue\r\n\r\n";
+  std::vector<RawClient> unfinished;
+  for (int i = 0; i < 4; ++i) {
+    unfinished.push_back(client());
+    EXPECT_EQ(unfinished.back().ask(i % 2 == 0 ? large : chunked).status, 100);
+  }
+  for (const std::string& request : {large, chunked, kPost + "Content-Length: 4097\r\n\r\n"}) {
+    const auto answer = client().ask(request);
+    EXPECT_EQ(answer.status, 503);
+    EXPECT_EQ(answer.header("retry-after"), "10");
+  }
+  EXPECT_EQ(client().ask(postRequest("/small", std::string(4096, 'a'))).status, 200);
+  unfinished.pop_back();
+  EXPECT_TRUE(support::waitFor([&] { return client().ask(large).status == 100; }));
+  EXPECT_EQ(unfinished.front().ask(std::string(16 * 1024 * 1024, 'a')).status, 200);
+  EXPECT_EQ(client().ask(large).status, 100) << "what was answered gives its room back";
+}
+
 TEST_F(FrontTest, ClosesAConnectionThatIsNeverUsed) {
   mLimits.idleTimeout = milliseconds(100);
   start();

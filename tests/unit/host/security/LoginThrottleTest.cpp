@@ -78,10 +78,28 @@ TEST_F(LoginThrottleTest, LocksOutOneUserFromOneAddress) {
   EXPECT_GT(fail("admin", kHere), 0);
 }
 
-TEST_F(LoginThrottleTest, TakesHalfAnIpV6AddressForOne) {
-  lockOut("admin", "2001:db8::1");
-  EXPECT_GT(fail("admin", "2001:db8::ffff:1"), 0);
+TEST_F(LoginThrottleTest, LocksOutOneIpV6AddressAndNotItsNeighbours) {
+  lockOut("admin", "fe80::1%eth0");
+  EXPECT_GT(fail("admin", "fe80::1%eth0"), 0);
+  EXPECT_EQ(fail("admin", "fe80::2%eth0"), 0);
+  EXPECT_EQ(fail("admin", "fe80::1%eth1"), 0) << "another machine, at another link";
+}
+
+TEST_F(LoginThrottleTest, TakesHalfAnIpV6AddressForOneThatTriesManyTimes) {
+  for (int i = 0; i < 20; ++i)
+    EXPECT_EQ(fail("user" + std::to_string(i), "2001:db8::" + std::to_string(i + 1)), 0);
+  EXPECT_EQ(fail("admin", "2001:db8::ffff:1"), 900);
   EXPECT_EQ(fail("admin", "2001:db8:0:1::1"), 0);
+}
+
+TEST_F(LoginThrottleTest, LetsTheUserInWhoIsKnownWhileHisNeighboursTry) {
+  EXPECT_EQ(fail("admin", "2001:db8::1"), 0);
+  mThrottle.succeeded("admin", "2001:db8::1");
+  for (int i = 0; i < 40; ++i)
+    (void)fail("admin", "2001:db8::1:" + std::to_string(i + 1));
+  EXPECT_EQ(fail("admin", "2001:db8::1:ffff"), 900);
+  EXPECT_EQ(fail("admin", "2001:db8::1"), 0);
+  EXPECT_FALSE(mThrottle.isLockedOut("admin", "2001:db8::1"));
 }
 
 TEST_F(LoginThrottleTest, BeginsAnewAfterALogin) {
@@ -123,7 +141,7 @@ TEST_F(LoginThrottleTest, IsNotForgottenForAnAddressThatHasAnAccount) {
     EXPECT_EQ(fail("attacker"), 0);
     mThrottle.succeeded("attacker", kHere);
   }
-  EXPECT_EQ(fail("attacker"), 900);
+  EXPECT_EQ(fail("another"), 900);
 }
 
 TEST_F(LoginThrottleTest, SlowsStrangersDownWhenManyAddressesTryAUser) {

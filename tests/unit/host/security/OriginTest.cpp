@@ -6,19 +6,21 @@ namespace {
 
 using host::ClientRequest;
 
-ClientRequest from(const std::string& address, const std::string& host, const std::string& proxy = "") {
+ClientRequest from(const std::string& address, const std::string& host, bool isForwarded = false) {
   ClientRequest request;
   request.remoteAddress = address;
   request.headers.host = host;
-  request.headers.forwardedFor = proxy;
+  request.headers.isForwarded = isForwarded;
   return request;
 }
 
-ClientRequest write(const std::string& origin, const std::string& host, const std::string& fetchSite = "") {
+ClientRequest write(const std::string& origin, const std::string& host, const std::string& fetchSite = "",
+                    bool isSecure = false) {
   ClientRequest request;
   request.headers.origin = origin;
   request.headers.host = host;
   request.headers.fetchSite = fetchSite;
+  request.isSecure = isSecure;
   return request;
 }
 
@@ -31,7 +33,7 @@ TEST(NetworkOfAClient, IsTheFirstHalfOfItsIpV6Address) {
   EXPECT_EQ(host::networkOf("2001:db8:0:1:2:3:4:5"), "2001:db8:0:1::/64");
   EXPECT_EQ(host::networkOf("2001:db8:0:1::9"), "2001:db8:0:1::/64");
   EXPECT_NE(host::networkOf("2001:db8:0:2::9"), "2001:db8:0:1::/64");
-  EXPECT_EQ(host::networkOf("fe80::1%eth0"), "fe80::/64");
+  EXPECT_EQ(host::networkOf("fe80::1%eth0"), "fe80::/64%eth0");
 }
 
 TEST(NetworkOfAClient, IsWhateverElseItIsCalled) {
@@ -54,7 +56,7 @@ TEST(LocalRequest, ComesFromThisMachineForThisMachine) {
     EXPECT_TRUE(host::isLocal(from("127.0.0.1", host))) << host;
     EXPECT_TRUE(host::isLocal(from("::1", host))) << host;
     EXPECT_FALSE(host::isLocal(from("192.0.2.7", host))) << host;
-    EXPECT_FALSE(host::isLocal(from("127.0.0.1", host, "192.0.2.7"))) << host;
+    EXPECT_FALSE(host::isLocal(from("127.0.0.1", host, true))) << host;
   }
 }
 
@@ -79,6 +81,12 @@ TEST(ForeignOrigin, IsNotThisServerNorNone) {
   EXPECT_EQ(host::foreignOrigin(write("https://server.example:8443", "server.example:8443")), "");
   EXPECT_EQ(host::foreignOrigin(write("https://Server.Example", "server.example")), "");
   EXPECT_EQ(host::foreignOrigin(write("http://[::1]:80", "[::1]:80")), "");
+}
+
+TEST(ForeignOrigin, IsThisServerWithoutTlsWhereItHasTls) {
+  EXPECT_NE(host::foreignOrigin(write("http://a.example", "a.example", "", true)), "");
+  EXPECT_EQ(host::foreignOrigin(write("HTTPS://a.example", "a.example", "", true)), "");
+  EXPECT_EQ(host::foreignOrigin(write("https://a.example", "a.example")), "") << "a proxy may have the TLS";
 }
 
 TEST(ForeignOrigin, IsWhatTheBrowserSaysOfThePage) {

@@ -1,140 +1,16 @@
-#include <filesystem>
-#include <future>
-#include <memory>
 #include <thread>
+#include <vector>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "host/security/Security.h"
-#include "json/lookup.h"
-#include "support/LogCapture.h"
-#include "support/Requests.h"
+#include "support/Wait.h"
+#include "unit/host/security/SecurityFixture.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-using host::Answer;
-using host::ClientRequest;
-using host::Role;
-using host::Security;
-using host::Settings;
-using support::parsed;
+using namespace host_test;
 using testing::HasSubstr;
 using testing::Not;
 
-constexpr const char* kPassword = "correct horse battery";
-constexpr const char* kNewPassword = "another horse battery";
-
-/// What is behind the gate: says that it was reached, and keeps the request.
-class Resources : public host::Service {
- public:
-  void serve(ClientRequest request, Done done) override {
-    last = std::move(request);
-    done({200, "reached", {}, false});
-  }
-  ClientRequest last;
-};
-
-std::string headerOf(const Answer& answer, const std::string& name) {
-  for (const auto& [each, value] : answer.headers) {
-    if (each == name) return value;
-  }
-  return "";
-}
-
-std::string textOf(const Answer& answer, json::Path path) {
-  return json::textAt(parsed(answer.body), path);
-}
-
-/// What a client holds between its requests.
-struct Client {
-  std::string address = "192.0.2.7";
-  std::string host = "server.example:8443";
-  std::string cookie = {};
-  std::string csrf = {};
-  std::string bearer = {};
-  std::string origin = {};
-  std::string fetchSite = {};
-  std::string proxy = {};
-  bool isSecure = true;
-};
-
-class SecurityTest : public testing::Test {
- protected:
-  SecurityTest() : mDirectory(makeDirectory()), mAccounts(mDirectory) { mSettings.access.anonymous = Role::kNobody; }
-  ~SecurityTest() override {
-    mSecurity.reset();
-    fs::remove_all(mDirectory.path());
-  }
-
-  static std::string makeDirectory() {
-    std::string name = fs::temp_directory_path() / "kvt-security-XXXXXX";
-    return mkdtemp(name.data());
-  }
-
-  void start(const std::string& prefix = "") {
-    mRoutes = std::make_unique<host::Routes>(prefix, mResources);
-    mSecurity = std::make_unique<Security>(mSettings, mDirectory, prefix, *mRoutes);
-    mSecurity->addRoutes(*mRoutes);
-  }
-  void startWithAccounts() {
-    ASSERT_FALSE(mAccounts.add("admin", "operator", kPassword));
-    ASSERT_FALSE(mAccounts.add("guest", "viewer", kPassword));
-    start();
-  }
-
-  Answer ask(const Client& client, const std::string& method, const std::string& target, const std::string& body = "") {
-    ClientRequest request{method, target, client.cookie, body, client.address, {}, client.isSecure};
-    request.headers.host = client.host;
-    request.headers.csrfToken = client.csrf;
-    request.headers.authorization = client.bearer;
-    request.headers.origin = client.origin;
-    request.headers.fetchSite = client.fetchSite;
-    request.headers.forwardedFor = client.proxy;
-    const auto answer = std::make_shared<std::promise<Answer>>();
-    mSecurity->gate().serve(std::move(request), [answer](Answer given) { answer->set_value(std::move(given)); });
-    auto given = answer->get_future();
-    if (given.wait_for(std::chrono::seconds(60)) != std::future_status::ready) return {0, "no answer", {}, false};
-    return given.get();
-  }
-
-  static std::string credentials(const std::string& user, const std::string& password = kPassword) {
-    return R"({"user":")" + user + R"(","password":")" + password + R"("})";
-  }
-  Answer login(const Client& client, const std::string& user, const std::string& password = kPassword) {
-    return ask(client, "POST", "/1.0/session", credentials(user, password));
-  }
-  /// Takes over what an answer to a login gives.
-  static void take(Client& client, const Answer& answer) {
-    const std::string cookie = headerOf(answer, "Set-Cookie");
-    client.cookie = cookie.substr(0, cookie.find(';'));
-    client.csrf = textOf(answer, {"value", "csrfToken"});
-  }
-  Client loggedIn(const std::string& user) {
-    Client client;
-    const Answer answer = login(client, user);
-    EXPECT_EQ(answer.status, 200) << answer.body;
-    take(client, answer);
-    return client;
-  }
-  Client withToken(const std::string& user, const std::string& role) {
-    Client client;
-    const auto made = mAccounts.addToken(user + "-" + role, user, role);
-    client.bearer = "Bearer " + std::get<std::string>(made);
-    return client;
-  }
-  int read(const Client& client) { return ask(client, "GET", "/1.0/servers").status; }
-  int write(const Client& client) { return ask(client, "POST", "/1.0/other", "{}").status; }
-
-  support::LogCapture mLog;
-  const state::Directory mDirectory;
-  state::Accounts mAccounts;
-  Settings mSettings;
-  Resources mResources;
-  std::unique_ptr<host::Routes> mRoutes;
-  std::unique_ptr<Security> mSecurity;
-};
+class SecurityTest : public SecurityFixture {};
 
 TEST_F(SecurityTest, AsksForALoginFirst) {
   startWithAccounts();
@@ -259,8 +135,7 @@ TEST_F(SecurityTest, LocksOutWhoFailsTooOften) {
   EXPECT_EQ(answer.status, 429);
   EXPECT_GT(std::stol(headerOf(answer, "Retry-After")), 800);
   EXPECT_EQ(headerOf(answer, "Set-Cookie"), "");
-  EXPECT_TRUE(
-      mLog.has(utils::LOG_FAILURE, "Access: a login as admin from 192.0.2.7 failed, and the next ones are locked out"));
+  EXPECT_TRUE(mLog.has(utils::LOG_FAILURE, "Access: logins as admin from 192.0.2.7 are locked out"));
   Client elsewhere;
   elsewhere.address = "192.0.2.8";
   EXPECT_EQ(login(elsewhere, "admin").status, 200);
@@ -358,102 +233,6 @@ TEST_F(SecurityTest, TakesOverAChangedRoleAtOnce) {
   EXPECT_EQ(read(admin), 200);
 }
 
-TEST_F(SecurityTest, LetsAScriptInByItsToken) {
-  startWithAccounts();
-  const Client script = withToken("admin", "operator");
-  EXPECT_EQ(write(script), 200);
-  EXPECT_EQ(mResources.last.user, "admin");
-  EXPECT_TRUE(mResources.last.isStillAllowed());
-  ASSERT_FALSE(mAccounts.removeToken("admin-operator", ""));
-  EXPECT_FALSE(mResources.last.isStillAllowed());
-  const Answer answer = ask(script, "GET", "/1.0/servers");
-  EXPECT_EQ(answer.status, 401);
-  EXPECT_EQ(headerOf(answer, "WWW-Authenticate"), "Bearer");
-  EXPECT_EQ(ask(script, "GET", "/healthz").status, 200);
-}
-
-TEST_F(SecurityTest, GivesATokenNoMoreThanItsAccountHas) {
-  startWithAccounts();
-  EXPECT_EQ(write(withToken("admin", "viewer")), 403);
-  EXPECT_EQ(write(withToken("guest", "operator")), 403);
-  EXPECT_EQ(read(withToken("guest", "viewer")), 200);
-}
-
-TEST_F(SecurityTest, NotesWhenATokenWasUsed) {
-  startWithAccounts();
-  const Client script = withToken("admin", "viewer");
-  EXPECT_EQ(read(script), 200);
-  mSecurity->close();
-  EXPECT_NO_THROW((void)mAccounts.read());
-  start();
-  EXPECT_EQ(read(script), 200);
-  for (int i = 0; i < 2000 && mAccounts.read().book->tokens[0].lastUsed.empty(); ++i)
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  EXPECT_NE(mAccounts.read().book->tokens[0].lastUsed, "");
-}
-
-TEST_F(SecurityTest, TakesNoOtherSchemeAndNoHalfToken) {
-  startWithAccounts();
-  Client client = withToken("admin", "operator");
-  const std::string good = client.bearer;
-  for (const std::string& bearer :
-       {std::string("Basic YWRtaW46YWRtaW4="), std::string("Bearer"), std::string("Bearer "), good + "x",
-        good.substr(0, good.size() - 1), good.substr(7), good + ", " + good}) {
-    client.bearer = bearer;
-    EXPECT_EQ(read(client), 401) << bearer;
-  }
-  client.bearer = "bearer   " + good.substr(7);
-  EXPECT_EQ(read(client), 200);
-}
-
-TEST_F(SecurityTest, MakesListsAndRemovesTokens) {
-  startWithAccounts();
-  const Client guest = loggedIn("guest");
-  const Client admin = loggedIn("admin");
-  const Answer made = ask(guest, "POST", "/1.0/tokens", R"({"name":"script","role":"viewer"})");
-  EXPECT_EQ(made.status, 200) << made.body;
-  EXPECT_EQ(textOf(made, {"value", "name"}), "script");
-  EXPECT_EQ(textOf(made, {"value", "role"}), "viewer");
-  Client script;
-  script.bearer = "Bearer " + textOf(made, {"value", "token"});
-  EXPECT_EQ(read(script), 200);
-  EXPECT_EQ(ask(admin, "POST", "/1.0/tokens", R"({"name":"own","role":"operator"})").status, 200);
-  const std::string ofGuest = ask(guest, "GET", "/1.0/tokens").body;
-  EXPECT_THAT(ofGuest, HasSubstr(R"([{"name":"script","user":"guest","role":"viewer","created":"20)"));
-  EXPECT_THAT(ofGuest, Not(HasSubstr("own")));
-  EXPECT_THAT(ofGuest, Not(HasSubstr(script.bearer.substr(11))));
-  EXPECT_THAT(ask(admin, "GET", "/1.0/tokens").body, testing::AllOf(HasSubstr("script"), HasSubstr("own")));
-  EXPECT_EQ(ask(guest, "DELETE", "/1.0/tokens/own").status, 404);
-  EXPECT_EQ(ask(admin, "DELETE", "/1.0/tokens/script").status, 200);
-  EXPECT_EQ(read(script), 401);
-  EXPECT_EQ(ask(admin, "DELETE", "/1.0/tokens/script").status, 404);
-}
-
-TEST_F(SecurityTest, RefusesTokensThatCannotBe) {
-  startWithAccounts();
-  const Client guest = loggedIn("guest");
-  const auto make = [&](const char* body) { return ask(guest, "POST", "/1.0/tokens", body).status; };
-  EXPECT_EQ(make(R"({"name":"script","role":"operator"})"), 403);
-  EXPECT_EQ(make(R"({"name":"script","role":"none"})"), 400);
-  EXPECT_EQ(make(R"({"name":"script"})"), 400);
-  EXPECT_EQ(make(R"({"name":"a b","role":"viewer"})"), 400);
-  EXPECT_EQ(make("{}"), 400);
-  EXPECT_EQ(make("x"), 400);
-  EXPECT_EQ(make(R"({"name":"script","role":"viewer"})"), 200);
-  EXPECT_EQ(make(R"({"name":"script","role":"viewer"})"), 409);
-}
-
-TEST_F(SecurityTest, WantsALoginForTokensAlsoWhereNobodyLogsIn) {
-  mSettings.access.anonymous = Role::kOperator;
-  start();
-  EXPECT_EQ(ask({}, "GET", "/1.0/tokens").status, 401);
-  EXPECT_EQ(ask({}, "POST", "/1.0/tokens", R"({"name":"script","role":"viewer"})").status, 401);
-}
-
-Client localClient() {
-  return {.address = "127.0.0.1", .host = "localhost:8443"};
-}
-
 TEST_F(SecurityTest, MakesTheFirstAccountFromTheMachineItself) {
   start();
   Client local = localClient();
@@ -490,7 +269,7 @@ TEST_F(SecurityTest, MakesTheFirstAccountFromNowhereElse) {
   Client elsewhere = localClient();
   elsewhere.address = "192.0.2.7";
   Client proxied = localClient();
-  proxied.proxy = "192.0.2.7";
+  proxied.isForwarded = true;
   Client rebound = localClient();
   rebound.host = "evil.example";
   Client page = localClient();
@@ -581,6 +360,27 @@ TEST_F(SecurityTest, AnswersManyLoginsAtOnce) {
   EXPECT_GT(busy, 0);
   EXPECT_LT(busy, 30);
   EXPECT_EQ(login({}, "admin").status, 200);
+}
+
+TEST_F(SecurityTest, TakesARefusedRequestForNoUseOfASession) {
+  mSettings.access.sessionIdle = std::chrono::milliseconds(1500);
+  startWithAccounts();
+  Client admin = loggedIn("admin");
+  admin.csrf = "";
+  EXPECT_TRUE(support::waitFor([&] { return write(admin) == 401; })) << "it ends, however often that is tried";
+}
+
+TEST_F(SecurityTest, NotesWhoHasChangedWhatAtEveryLevelOfTheLog) {
+  startWithAccounts();
+  const Client admin = loggedIn("admin");
+  utils::logging::setMask(utils::LOG_ERROR);
+  (void)ask(admin, "POST", "/1.0/other", R"({"a":"b"})");
+  (void)read(admin);
+  EXPECT_TRUE(
+      mLog.has(utils::LOG_INVENTORY, R"(Access: admin from 192.0.2.7: POST /1.0/other {"a":"b"} was answered 200)"));
+  EXPECT_FALSE(mLog.containsPart("GET"));
+  (void)ask(admin, "DELETE", "/1.0/session");
+  EXPECT_TRUE(mLog.has(utils::LOG_INVENTORY, "Access: admin has logged out from 192.0.2.7"));
 }
 
 }  // namespace
