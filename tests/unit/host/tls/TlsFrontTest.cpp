@@ -272,22 +272,24 @@ TEST_F(CrowdTest, ThatTakesNoAnswersLocksNobodyOut) {
   mLimits.writeTimeout = std::chrono::hours(1);
   mService.answer = [](const host::ClientRequest& request) {
     host::Answer made;
-    made.body = request.target == "/large" ? std::string(4'000'000, 'x') : "{}";
+    made.body = request.target == "/large" ? std::string(24'000'000, 'x') : "{}";  // more than the system holds for it
     return made;
   };
   start();
-  std::string requests;
-  for (int i = 0; i < 20; ++i) {
-    requests += getRequest("/large");
-  }
   std::vector<RawClient> crowd;
-  for (int i = 0; i < 12; ++i) {
+  for (std::size_t i = 1; i <= 4; ++i) {
     crowd.push_back(client());
-    crowd.back().send(requests);
+    crowd.back().send(getRequest("/large"));
+    ASSERT_TRUE(support::waitFor([&] { return mService.requests().size() == i; }));
   }
-  for (int i = 0; i < 5; ++i) {
-    EXPECT_TRUE(support::waitFor([&] { return client().ask(getRequest("/x")).status == 200; }));
+  std::vector<RawClient> others;
+  for (int i = 0; i < 6; ++i) {
+    EXPECT_TRUE(support::waitFor([&] {
+      others.push_back(client());
+      return others.back().ask(getRequest("/x")).status == 200;
+    }));
   }
+  EXPECT_GE(mFront->counts().evicted, 6U);
 }
 
 TEST_F(CrowdTest, OfRequestsUnderWayIsLeftAloneAndTheNewOneIsRefused) {
