@@ -1,12 +1,16 @@
+#include <algorithm>
 #include <array>
+#include <cctype>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <initializer_list>
 #include <iostream>
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 
 #include <boost/asio/buffer.hpp>
@@ -16,7 +20,9 @@
 #include "framework/http/UriTemplate.h"
 #include "host/http/ContentCoding.h"
 #include "host/http/EntityTag.h"
+#include "host/http/RequestHead.h"
 #include "host/http/Translate.h"
+#include "host/security/Origin.h"
 #include "json/reader.h"
 
 // From the bytes of a connection to a command: whatever gets as far as a resource was aimed at exactly that resource,
@@ -27,7 +33,10 @@ namespace web = boost::beast::http;
 using host::Aim;
 using host::Answer;
 using host::ClientRequest;
+using RequestParser = web::request_parser<web::string_body>;
 
+constexpr const char* kHere = "127.0.0.1";
+constexpr const char* kElsewhere = "192.0.2.7";
 constexpr std::uint32_t kHeaderLimit = 16 * 1024;
 constexpr std::uint64_t kBodyLimit = 1024 * 1024;
 constexpr std::array<const char*, 4> kPrefixes{"", "/kvt", "/kvt/", "https://here:8443/a/b"};
@@ -41,32 +50,78 @@ void require(bool condition, const char* what) {
   std::abort();
 }
 
-/// The request as the front makes it of its parser's.
-std::optional<ClientRequest> parse(std::string_view bytes) {
-  web::request_parser<web::string_body> parser;
-  parser.header_limit(kHeaderLimit);
-  parser.body_limit(kBodyLimit);
-  parser.eager(true);
+/// Feeds the parser until it has its header, or all of the request when it is eager.
+boost::system::error_code feed(RequestParser& parser, std::string_view& bytes) {
   boost::system::error_code error;
-  while (!bytes.empty() && !parser.is_done()) {
+  while (!bytes.empty() && !(parser.eager() ? parser.is_done() : parser.is_header_done())) {
     const std::size_t taken = parser.put(boost::asio::buffer(bytes.data(), bytes.size()), error);
-    if (error || taken == 0) return std::nullopt;
+    if (error || taken == 0) break;
     bytes.remove_prefix(taken);
   }
-  if (!parser.is_done()) return std::nullopt;
-  auto& message = parser.get();
-  ClientRequest request{std::string(message.method_string()), std::string(message.target()),
-                        std::string(message[web::field::cookie]), std::move(message.body()), "192.0.2.7"};
-  request.headers.acceptEncoding = std::string(message[web::field::accept_encoding]);
-  request.headers.ifNoneMatch = std::string(message[web::field::if_none_match]);
-  return request;
+  return error;
 }
 
-void requireRefusal(const Answer& answer) {
-  require(answer.status == 400, "a refusal with another status");
+void requireRefusal(const Answer& answer, std::initializer_list<int> statuses) {
+  require(std::find(statuses.begin(), statuses.end(), answer.status) != statuses.end(),
+          "a refusal with another status");
   json::Object document;
   json::Reader::Read(document, answer.body);  // throws for what is none
   require(document.Find("status") != document.End(), "a refusal without its block");
+}
+
+bool isOfProxy(std::string name) {
+  std::transform(name.begin(), name.end(), name.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return name.starts_with("x-forwarded-") || name == "forwarded" || name == "via" || name == "x-real-ip";
+}
+
+/// What decides who asks and for whom is there once, and is what the header says.
+void requireOneMeaning(const host::RequestMessage& message) {
+  for (const char* name : {"Authorization", "Host", "Origin", "X-CSRF-Token", "Sec-Fetch-Site"}) {
+    require(message.count(name) <= 1, "two headers of which each reader may choose another");
+  }
+  require(message.version() < 11 || message.count(web::field::host) == 1, "HTTP/1.1 without a host");
+  require(message.version() >= 11 || message.count(web::field::transfer_encoding) == 0, "HTTP/1.0 in pieces");
+}
+
+void requireSoundOrigin(const ClientRequest& request, const host::RequestMessage& message) {
+  const bool forwarded = std::any_of(message.begin(), message.end(),
+                                     [](const auto& field) { return isOfProxy(std::string(field.name_string())); });
+  const bool isLocal = host::isLocal(request);
+  require(!isLocal || request.remoteAddress == kHere, "a request of another machine that is taken for a local one");
+  require(!isLocal || !forwarded, "a request through a proxy that is taken for a local one");
+  const std::string& site = request.headers.fetchSite;
+  const bool isForeign = !host::foreignOrigin(request).empty();
+  require(isForeign || site.empty() || site == "none" || site == "same-origin", "a page of another site may write");
+  require(isForeign || request.headers.origin != "null", "a page without an origin may write");
+  require(isForeign || !request.headers.origin.starts_with("http://"), "a page without TLS may write over TLS");
+}
+
+/// The request as a session makes it of its parser's: what the header says is taken before the body is read, behind
+/// which more headers may come.
+std::optional<ClientRequest> parse(std::string_view bytes, const char* remoteAddress) {
+  RequestParser parser;
+  parser.header_limit(kHeaderLimit);
+  parser.body_limit(kBodyLimit);
+  auto error = feed(parser, bytes);
+  if (!error && !parser.is_header_done()) return std::nullopt;
+  if (!error) {
+    if (const auto refusal = host::refusalOf(parser.get())) {
+      requireRefusal(*refusal, {400, 501});
+      return std::nullopt;
+    }
+    requireOneMeaning(parser.get());
+    auto request = host::readRequest(parser.get(), remoteAddress, true);
+    requireSoundOrigin(request, parser.get());
+    parser.eager(true);
+    error = feed(parser, bytes);
+    if (!error && parser.is_done()) {
+      request.body = std::move(parser.get().body());
+      return request;
+    }
+  }
+  if (const auto answer = host::answerTo(error)) requireRefusal(*answer, {400, 413, 431});
+  return std::nullopt;
 }
 
 std::size_t slashes(std::string_view text) {
@@ -111,11 +166,11 @@ void requireSound(const Aim& aim) {
 
 void translate(const ClientRequest& request, const char* prefix) {
   const auto read = host::readAim(request, prefix);
-  if (const auto* refusal = std::get_if<Answer>(&read)) return requireRefusal(*refusal);
+  if (const auto* refusal = std::get_if<Answer>(&read)) return requireRefusal(*refusal, {400});
   const Aim& aim = std::get<Aim>(read);
   requireSound(aim);
   const auto body = host::readBody(request.body);
-  if (const auto* refusal = std::get_if<Answer>(&body)) return requireRefusal(*refusal);
+  if (const auto* refusal = std::get_if<Answer>(&body)) return requireRefusal(*refusal, {400});
   http::Command command(http::Command::Request{aim.verb, request.target, aim.path, request.cookies,
                                                request.remoteAddress, std::get<json::Object>(body)});
   require(command.getRequestVariable("REQUEST_URI") == request.target, "a command with another target");
@@ -125,7 +180,9 @@ void translate(const ClientRequest& request, const char* prefix) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const auto request = parse({reinterpret_cast<const char*>(data), size});
+  const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+  parse(bytes, kElsewhere);
+  const auto request = parse(bytes, kHere);
   if (!request) return 0;
   for (const char* prefix : kPrefixes) {
     translate(*request, prefix);
