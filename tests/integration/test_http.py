@@ -164,7 +164,7 @@ def test_an_empty_identifier_is_a_schema_error(serving, path):
 
 
 def test_a_body_beyond_the_limit_is_413(serving):
-    answer = serving.post(OPERATIONS, json.dumps({"action": "x" * (1024 * 1024 + 1)}))
+    answer = serving.post(OPERATIONS, json.dumps({"action": "x" * (64 * 1024 + 1)}))
     assert answer.status == 413
     assert status_text(answer)
 

@@ -132,6 +132,19 @@ def test_failed_logins_are_slowed_down_and_lock_out(api):
     assert is_in(server, {"Authorization": f"Bearer {server.token}"})
 
 
+def log_in_at(server, address, password):
+    body = json.dumps({"user": server.USER, "password": password})
+    return fetch(server.host, address, "POST", "/1.0/session", body, tls=server.tls).status
+
+
+def test_a_lock_out_is_of_one_address(api):
+    server = api.start(access='login_attempts = 3\nlockout = "1h"')
+    addresses = (server.host.ipv4, server.host.ipv6, "127.0.0.1", "::1")
+    for locked, address in enumerate(addresses[:2]):
+        assert [log_in_at(server, address, "wrong and wrong") for _ in range(4)] == [401, 401, 401, 429]
+        assert [log_in_at(server, each, server.PASSWORD) for each in addresses[locked + 1 :]] == [200] * (3 - locked)
+
+
 def test_a_lock_out_passes(api, patience):
     server = api.start(access='login_attempts = 2\nlockout = "2s"')
     while log_in(server, server.USER, "wrong and wrong").status != 429:
@@ -197,7 +210,7 @@ def test_the_first_account_is_made_on_the_machine_itself(lab, servers):
     assert setup_of(server, "127.0.0.1") == setup_of(server, "::1") == "open"
     assert setup_of(server, server.host.ipv4) == "loopback"
     assert server.set_up(server.host.ipv4).status == 403
-    for header in ({"X-Forwarded-For": "192.0.2.1"}, {"Host": "elsewhere.example:8443"}, {"Origin": "https://elsewhere.example"}):
+    for header in ({"X-Forwarded-For": "192.0.2.1"}, {"X-Forwarded-Proto": ""}, {"Via": "1.1 x"}, {"X-Real-IP": ""}, {"Forwarded": ""}, {"Host": "elsewhere.example:8443"}, {"Origin": "https://elsewhere.example"}):
         assert server.set_up("127.0.0.1", header).status == 403, header
     made = server.set_up("127.0.0.1")
     assert made.status == 200 and made.json["value"]["role"] == "operator"
