@@ -65,6 +65,17 @@ void giveToOwnerOf(int directory, int file, const std::string& path) {
   if (fchown(file, owner.st_uid, owner.st_gid) != 0 && geteuid() == 0) fail(path, "cannot be given to its owner");
 }
 
+/// Whoever may write to the directory decides who is let in. Root may work on what is a service's.
+void insistOnPrivacy(int directory, const std::string& path) {
+  struct stat found {};
+  if (fstat(directory, &found) != 0) fail(path, "cannot be looked at");
+  errno = EPERM;
+  if ((found.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
+    fail(path, "others than its owner may write to it, which chmod go-w takes from them");
+  }
+  if (geteuid() != 0 && found.st_uid != geteuid()) fail(path, "it belongs to another user");
+}
+
 }  // namespace
 
 std::string defaultDirectory() {
@@ -97,6 +108,9 @@ Directory::Directory(std::string path) : mPath(std::move(path)) {
   if (mkdir(mPath.c_str(), kPrivateDirectory) != 0 && errno != EEXIST) fail(mPath, "cannot be made");
   mDescriptor = open(mPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (mDescriptor < 0) fail(mPath, "cannot be opened");
+  Descriptor guard(mDescriptor);
+  insistOnPrivacy(mDescriptor, mPath);
+  (void)guard.release();
 }
 
 Directory::~Directory() {

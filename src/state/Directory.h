@@ -31,7 +31,8 @@ class Directory {
     int mDescriptor;
   };
 
-  /// Makes the directory where it is missing. Throws std::system_error when that cannot be done.
+  /// Makes the directory where it is missing. Throws std::system_error when that cannot be done, when others may write
+  /// to it, and when it is somebody else's, unless root asks.
   explicit Directory(std::string path);
   ~Directory();
   Directory(const Directory&) = delete;

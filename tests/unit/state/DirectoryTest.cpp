@@ -34,6 +34,29 @@ class StateDirectory : public ::testing::Test {
   fs::path mBase;
 };
 
+TEST_F(StateDirectory, IsRefusedWhenOthersMayWriteToIt) {
+  const fs::path path = mBase / "state";
+  fs::create_directory(path);
+  for (const mode_t mode : {0777U, 0702U, 0770U, 01777U}) {
+    ASSERT_EQ(chmod(path.c_str(), mode), 0);
+    EXPECT_THROW(Directory{path}, std::system_error) << std::oct << mode;
+  }
+  ASSERT_EQ(chmod(path.c_str(), 0755), 0);
+  EXPECT_NO_THROW(Directory{path}) << "its files are their owner's";
+}
+
+TEST_F(StateDirectory, IsRefusedWhenItIsSomebodyElsesUnlessRootAsks) {
+  if (geteuid() != 0) GTEST_SKIP() << "takes root";
+  const fs::path path = mBase / "state";
+  fs::create_directory(path);
+  ASSERT_EQ(chmod(mBase.c_str(), 0755), 0);
+  ASSERT_EQ(chown(path.c_str(), 4711, 4711), 0);
+  EXPECT_NO_THROW(Directory{path});
+  ASSERT_EQ(seteuid(4712), 0);
+  EXPECT_THROW(Directory{path}, std::system_error);
+  ASSERT_EQ(seteuid(0), 0);
+}
+
 TEST_F(StateDirectory, IsMadeForItsOwnerAlone) {
   const Directory directory(mBase / "a" / "b");
   EXPECT_EQ(modeOf(mBase / "a" / "b"), 0700u);
