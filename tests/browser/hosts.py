@@ -71,6 +71,17 @@ class Network:
         """Ends it as an administrator would: it says that it leaves."""
         return self._servers[name].stop(20)
 
+    def renew(self, name):
+        """It comes back with another key and certificate, as after a loss of its state."""
+        self.stop(name)
+        (self._servers[name].state / "tls.pem").unlink()
+        self._servers[name].start()
+
+    def add_user(self, name, user, password, role):
+        server = self._servers[name]
+        words = ["user", "add", user, "--role", role, "--state-dir", server.state]
+        server.host.run(self._build.control, *words, input=f"{password}\n")
+
     def log(self, name):
         return self._servers[name].log()
 

@@ -7,7 +7,7 @@ import net from 'node:net';
 import { createInterface } from 'node:readline';
 import { after, before, test } from 'node:test';
 
-import { assertAccessible, launch, live, names, openPage, picture, row, until } from '../browser.mjs';
+import { assertAccessible, launch, live, logIn, names, openPage, picture, row, until } from '../browser.mjs';
 
 const PASSWORD = 'a lantern of borrowed rain';
 const SECONDS = 60;
@@ -142,7 +142,9 @@ test('a server that does not make itself known is searched for, added and remove
   await page.getByRole('button', { name: 'Search by address' }).click();
   await page.getByLabel('IP address or host name').fill('10.88.0.250');
   await page.keyboard.press('Enter');
-  await page.getByText('No server answers at 10.88.0.250').waitFor();
+  await page.getByText('No server was found at 10.88.0.250.').waitFor();
+  const reason = await page.locator('dialog .problem p').nth(1).textContent();
+  assert.ok(reason !== '' && !reason.includes('?'), `the reason is told: ${reason}`);
   await page.getByLabel('IP address or host name').fill(ipv4);
   await page.keyboard.press('Enter');
   await page.getByRole('dialog').getByText('quiet').waitFor();
@@ -153,6 +155,69 @@ test('a server that does not make itself known is searched for, added and remove
   await page.getByRole('button', { name: 'Remove', exact: true }).click();
   await row(page, 'quiet').waitFor({ state: 'detached' });
   assert.equal(await row(page, '10.88.0.250').count(), 0, 'a search in vain leaves no row');
+});
+
+async function search(address) {
+  await page.getByRole('button', { name: 'Search by address' }).click();
+  await page.getByLabel('IP address or host name').fill(address);
+  await page.keyboard.press('Enter');
+}
+
+test('a peer that comes back with another certificate is told, and is verified again once that is trusted', async () => {
+  const { ipv4 } = await control.ask('addresses', 'two');
+  await control.ask('renew', 'two');
+  // What announces itself is not called; whoever calls it sees the other certificate.
+  await search(ipv4);
+  await page.getByRole('dialog').getByText(/The certificate of .* has changed/).waitFor();
+  await page.getByRole('dialog').getByRole('button', { name: 'Close' }).click();
+  const renewed = row(page, 'two');
+  await until(async () => /Not verified/.test((await renewed.count()) === 1 ? await renewed.textContent() : ''), 'it is not verified', SECONDS);
+  await renewed.click();
+  await page.locator('#panel').getByText(/^The certificate of .* has changed\.$/).waitFor();
+  const offered = await page.locator('.alarm code').nth(1).textContent();
+  assert.match(offered, /^SHA256:[0-9a-f]{64}$/);
+  await picture(page, 'hosts-certificate');
+  await page.getByRole('button', { name: 'Trust the new certificate' }).click();
+  await page.getByRole('dialog').getByText(offered).waitFor();
+  await page.getByRole('button', { name: 'Trust', exact: true }).click();
+  await page.getByRole('alert').getByText('has answered with the certificate that is trusted now').waitFor();
+  await picture(page, 'hosts-trusted');
+  await page.getByRole('button', { name: 'Dismiss' }).click();
+  await until(async () => /OK/.test((await renewed.count()) === 1 ? await renewed.textContent() : ''), 'it is verified again', SECONDS);
+});
+
+test('a certificate is forgotten, and the next call takes the one that is offered', async () => {
+  await row(page, 'two').click();
+  await page.getByRole('heading', { name: 'Certificate' }).waitFor();
+  const pinned = () => page.evaluate(async () => (await (await fetch('1.0/peers')).json()).values.length);
+  const before = await pinned();
+  await page.getByRole('button', { name: 'Forget' }).click();
+  await page.getByRole('dialog').getByRole('button', { name: 'Forget' }).click();
+  await until(async () => (await pinned()) < before, 'it is forgotten');
+  await search((await control.ask('addresses', 'two')).ipv4);
+  await page.getByRole('dialog').getByText('It is on the list already.').waitFor();
+  await page.getByRole('dialog').getByRole('button', { name: 'Close' }).click();
+  assert.equal(await pinned(), before, 'the one that it offers is taken');
+  await page.locator('#panel-close').click();
+});
+
+test('a viewer sees the list and has nothing to edit with', async () => {
+  await control.ask('add_user', 'one', 'guest', PASSWORD, 'viewer');
+  const guest = await openPage(browser);
+  await guest.page.goto('https://127.0.0.1:8443/');
+  await logIn(guest.page, 'guest', PASSWORD);
+  await live(guest.page, 'live');
+  await row(guest.page, 'two').click();
+  await guest.page.getByRole('heading', { name: 'Record' }).waitFor();
+  const buttons = await guest.page.locator('button:visible').allTextContents();
+  for (const name of ['Search by address', 'Remove from the list', 'Forget']) assert.ok(!buttons.includes(name), name);
+  const refused = await guest.page.evaluate(async () => {
+    const { value } = await (await fetch('1.0/session')).json();
+    const headers = { 'Content-Type': 'application/json', 'X-CSRF-Token': value.csrfToken };
+    return (await fetch('1.0/peers/forget', { method: 'POST', headers, body: '{"address":"192.0.2.7:8443"}' })).status;
+  });
+  assert.equal(refused, 403);
+  await guest.finish();
 });
 
 test('a peer whose name is markup is a name like any other', async () => {
