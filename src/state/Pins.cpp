@@ -90,13 +90,15 @@ Pin* Pins::find(const PinnedAddress& address) {
   return found == mTable.end() ? nullptr : &found->second;
 }
 
-bool Pins::holds(const std::string& host) const {
-  const auto found = mTable.lower_bound({host, 0});
-  return found != mTable.end() && found->first.host == host;
+std::size_t Pins::countOf(const std::string& host) const {
+  std::size_t count = 0;
+  for (auto pin = mTable.lower_bound({host, 0}); pin != mTable.end() && pin->first.host == host; ++pin)
+    ++count;
+  return count;
 }
 
 bool Pins::add(const PinnedAddress& address, Pin pin) {
-  if (mTable.size() >= kMax) return false;
+  if (mTable.size() >= kMax || countOf(address.host) >= kMaxOfHost) return false;
   return mTable.emplace(address, std::move(pin)).second;
 }
 

@@ -34,6 +34,7 @@ class Pins {
  public:
   using Table = std::map<PinnedAddress, Pin>;
   static constexpr std::size_t kMax = 20'000;
+  static constexpr std::size_t kMaxOfHost = 8;  ///< so that nobody takes all the room by his ports
   static constexpr const char* kFile = "pins.json";
 
   /// What the file holds; nothing where there is none. Throws std::exception when it cannot be read or makes no sense:
@@ -46,7 +47,9 @@ class Pins {
   /// Null when there is none.
   Pin* find(const PinnedAddress& address);
   /// Whether there is one at any port.
-  bool holds(const std::string& host) const;
+  bool holds(const std::string& host) const { return countOf(host) > 0; }
+  /// At how many ports there is one.
+  std::size_t countOf(const std::string& host) const;
   /// False when there are too many. The oldest do not make room: whoever has many addresses could drive the others out.
   bool add(const PinnedAddress& address, Pin pin);
   /// False when there is none.

@@ -89,6 +89,16 @@ std::optional<std::string> PeerTrust::confirm(const PinnedAddress& address, cons
     return std::nullopt;
   }
   const std::string time = now();
+  const std::size_t others = mPins.countOf(address.host);
+  if (others >= state::Pins::kMaxOfHost) {
+    return "There are " + std::to_string(others) + " pinned certificates at " + address.host +
+           ", which is the most that are kept of an address: kvtctl peers forget makes room";
+  }
+  if (others > 0) {
+    utils::formatted_log_t(utils::LOG_FAILURE,
+                           "PeerTrust:confirm:first contact at %1%, an address that has %2% pinned already:%3%") %
+        toText(address) % others % fingerprint;
+  }
   if (!mPins.add(address, Pin{fingerprint, time, time, "", ""})) {
     return "There are " + std::to_string(state::Pins::kMax) +
            " pinned certificates, which is the most that are kept: kvtctl peers forget makes room";

@@ -1,8 +1,7 @@
 #include "host/peers/Peers.h"
 
 #include <exception>
-#include <fstream>
-#include <sstream>
+#include <stdexcept>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -13,6 +12,8 @@
 #include "framework/utils/Observer.h"
 #include "host/config/ListenAddress.h"
 #include "host/http/Translate.h"
+#include "host/net/Address.h"
+#include "host/tls/Pem.h"
 #include "httpclient/Certificate.h"
 #include "json/lookup.h"
 #include "json/writer.h"
@@ -94,7 +95,7 @@ std::variant<Named, Answer> readNamed(const ClientRequest& request) {
   if (!address || address->address.empty() || address->port == 0) {
     return failureAnswer(400, "The value \"address\" takes an address and port, such as 192.0.2.7:8443");
   }
-  Named named{{address->address, address->port}, std::nullopt};
+  Named named{{canonicalAddress(address->address), address->port}, std::nullopt};
   if (json::find(document, {kFingerprint}) == nullptr) return named;
   named.fingerprint = httpclient::readFingerprint(json::textAt(document, {kFingerprint}));
   if (named.fingerprint) return named;
@@ -114,22 +115,13 @@ Answer describe(PeerTrust::Outcome outcome) {
   }
 }
 
-void logChange(const char* what, const Named& named, const ClientRequest& request) {
-  utils::formatted_log_t(utils::LOG_DETAIL, "Peers:%1%:%2%:%3%:by %4% at %5%") % what % named.address.host %
-      named.address.port % request.user % request.remoteAddress;
-}
-
 }  // namespace
 
 Peers::Peers(const PeerSettings& settings, const state::Directory& directory)
     : mTrust(directory), mLane("kvt-peers", 1, kBacklog) {
   const auto made = makeRules(settings);
-  if (made) {
-    mRules = *made;
-    return;
-  }
-  utils::formatted_log_t(utils::LOG_ERROR, "Peers:Peers:no server is called:%1%") % made.error();
-  mRules = std::make_shared<const Rules>(Rules{PeerPolicy({}, nullptr), "", false, made.error()});
+  if (!made) throw std::invalid_argument(made.error());
+  mRules = *made;
 }
 
 Peers::~Peers() = default;
@@ -143,16 +135,15 @@ Result<Peers::RulesPtr> Peers::makeRules(const PeerSettings& settings) {
   }
   std::string authorities;
   if (!settings.caFile.empty()) {
-    std::ifstream file(settings.caFile);
-    std::ostringstream text;
-    text << file.rdbuf();
-    authorities = text.str();
+    auto text = tls::readPemFile(settings.caFile);
+    if (!text) return Failure{"peers.ca_file: " + text.error()};
+    authorities = std::move(*text);
     if (!httpclient::holdsCertificates(authorities)) {
       return Failure{"peers.ca_file: there is no certificate in " + settings.caFile + " that can be read"};
     }
   }
   return std::make_shared<const Rules>(
-      Rules{PeerPolicy(std::move(networks), ownLinks), std::move(authorities), settings.mayUseHttp, ""});
+      Rules{PeerPolicy(std::move(networks), ownLinks), std::move(authorities), settings.mayUseHttp});
 }
 
 std::optional<std::string> Peers::problemOf(const PeerSettings& settings) {
@@ -182,7 +173,6 @@ PeerAnswer Peers::ask(const PeerTarget& target, std::chrono::milliseconds limit)
 
 PeerAnswer Peers::call(const Rules& rules, const PeerTarget& target, std::chrono::milliseconds limit) {
   const bool isPlain = target.scheme != "https";
-  if (!rules.trouble.empty()) return refused("no server is called: " + rules.trouble, ErrorKind::kForbidden);
   if (isPlain && !rules.mayUseHttp) return refused(kNoHttp, ErrorKind::kForbidden);
   std::optional<ServerCertificate> shown;
   PeerGuard guard;
@@ -240,7 +230,6 @@ Answer Peers::trust(const ClientRequest& request) {
   auto named = readNamed(request);
   if (auto* refusal = std::get_if<Answer>(&named)) return std::move(*refusal);
   const Named& it = std::get<Named>(named);
-  logChange("trust", it, request);
   return describe(mTrust.trust(it.address, it.fingerprint));
 }
 
@@ -248,7 +237,6 @@ Answer Peers::forget(const ClientRequest& request) {
   auto named = readNamed(request);
   if (auto* refusal = std::get_if<Answer>(&named)) return std::move(*refusal);
   const Named& it = std::get<Named>(named);
-  logChange("forget", it, request);
   return describe(mTrust.forget(it.address));
 }
 

@@ -22,8 +22,8 @@ namespace host {
 /// another server goes through here. Safe for every thread.
 class Peers {
  public:
-  /// The directory must outlive it. Settings that make no sense are logged, and nobody is called then; whoever wants to
-  /// know before asks `problemOf`.
+  /// The directory must outlive it. Throws std::invalid_argument for settings that make no sense; whoever wants to know
+  /// before asks `problemOf`.
   Peers(const PeerSettings& settings, const state::Directory& directory);
   ~Peers();
   Peers(const Peers&) = delete;
@@ -51,7 +51,6 @@ class Peers {
     PeerPolicy policy;
     std::string authorities;  ///< PEM; "": certificates are pinned
     bool mayUseHttp;
-    std::string trouble;  ///< why nobody is called; "" usually
   };
   using RulesPtr = std::shared_ptr<const Rules>;
 

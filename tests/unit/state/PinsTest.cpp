@@ -70,6 +70,15 @@ TEST_F(StatePins, AreHeldByAnAddressAtWhateverPort) {
   EXPECT_FALSE(pins.holds(""));
 }
 
+TEST_F(StatePins, AreEightAtMostOfAnAddress) {
+  Pins pins;
+  for (std::uint16_t port = 1; port <= 8; ++port)
+    EXPECT_TRUE(pins.add({"192.0.2.7", port}, kPin));
+  EXPECT_FALSE(pins.add({"192.0.2.7", 9}, kPin));
+  EXPECT_TRUE(pins.add({"192.0.2.8", 9}, kPin));
+  EXPECT_EQ(pins.countOf("192.0.2.7"), 8U);
+}
+
 TEST_F(StatePins, AreGoneWhenErased) {
   Pins pins;
   pins.add({"192.0.2.7", 8443}, kPin);

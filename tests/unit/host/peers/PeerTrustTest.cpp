@@ -54,6 +54,23 @@ TEST_F(PeerTrustTest, AcceptsThePinnedCertificateFromThenOn) {
   EXPECT_EQ(trust.confirm(kPeer, kOne), std::nullopt);
 }
 
+TEST_F(PeerTrustTest, SaysWhenAnAddressIsSeenAtAnotherPortAndHasABoundOnPorts) {
+  PeerTrust trust(mDirectory);
+  EXPECT_EQ(trust.confirm(kPeer, kOne), std::nullopt);
+  EXPECT_FALSE(mLog.containsPart("first contact"));
+  for (std::uint16_t port = 9001; port < 9008; ++port)
+    EXPECT_EQ(trust.confirm({kPeer.host, port}, kTwo), std::nullopt);
+  EXPECT_TRUE(
+      mLog.has(utils::LOG_FAILURE,
+               "PeerTrust:confirm:first contact at 192.0.2.7:9001, an address that has 1 pinned already:" + kTwo));
+  const auto refused = trust.confirm({kPeer.host, 9008}, kTwo);
+  ASSERT_TRUE(refused);
+  EXPECT_NE(refused->find("8 pinned certificates at 192.0.2.7"), std::string::npos) << *refused;
+  EXPECT_EQ(trust.table().size(), 8U);
+  EXPECT_EQ(trust.confirm({"192.0.2.8", 9008}, kTwo), std::nullopt);
+  EXPECT_EQ(trust.confirm(kPeer, kOne), std::nullopt) << "those that are pinned go on";
+}
+
 TEST_F(PeerTrustTest, RefusesAChangedCertificateAndKeepsItAsOffered) {
   PeerTrust trust(mDirectory);
   trust.confirm(kPeer, kOne);
@@ -201,7 +218,7 @@ TEST_F(PeerTrustTest, IsSafeForManyThreads) {
   for (std::uint16_t n = 1; n <= 4; ++n) {
     threads.emplace_back([&trust, n] {
       for (std::uint16_t i = 1; i <= 50; ++i) {
-        const PinnedAddress address{"10.0.0." + std::to_string(n), i};
+        const PinnedAddress address{"10.0." + std::to_string(n) + "." + std::to_string(i), 8443};
         trust.confirm(address, kOne);
         trust.refusesCertificate(address, kTwo);
         trust.refusesHttp(address.host);
