@@ -22,7 +22,7 @@ def test_no_path_leads_out_or_tells_anything(serving, verb, path):
 
 
 @pytest.mark.parametrize("body", ["{", "[]", "null", '{"action": null}', '{"action": "SEARCH"}', '{"action": "SEARCH", "parameters": {"address": "../../x"}}',
-                                  '{"action": "ADD", "parameters": {"server": 3}}', "{" * 100_000, '{"a":' * 300, '"\\ud800"', b"\xff\xfe\x00"])  # fmt: skip
+                                  '{"action": "ADD", "parameters": {"server": 3}}', "{" * 50_000, '{"a":' * 300, '"\\ud800"', b"\xff\xfe\x00"])  # fmt: skip
 def test_no_body_brings_it_down_or_has_it_tell_anything(serving, body):
     answer = serving.post("/1.0/servers/self/operations/discovery", body)
     assert answer.status == 400, answer
