@@ -121,7 +121,8 @@ def serve(path, network):
 
 
 def main():
-    with tempfile.TemporaryDirectory(prefix="kvt-page-") as folder, Segment() as segment, Segment(1) as far:
+    # A pass keeps what a person has added when its address is before those that the pass has found.
+    with tempfile.TemporaryDirectory(prefix="kvt-page-") as folder, Segment(1) as segment, Segment(0) as far:
         network = Network(segment, far, folder)
         control = os.path.join(folder, "control")
         try:
