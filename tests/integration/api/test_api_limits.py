@@ -91,7 +91,7 @@ def resident(server):
     return max(map(int, found)) // 1024
 
 
-def test_bodies_that_never_end_take_no_more_memory_than_there_is_for_them(api):
+def test_bodies_that_never_end_take_no_more_memory_than_there_is_for_them(api, patience):
     server = api.start(config="[limits]\nbody_bytes = 1048576\n")
     before = resident(server)
     unfinished = b"POST /1.0/session HTTP/1.1\r\nHost: x\r\nContent-Length: 1048576\r\n\r\n" + b"x" * 1048575
@@ -107,7 +107,8 @@ def test_bodies_that_never_end_take_no_more_memory_than_there_is_for_them(api):
 
     connections = server.host.call(crowd)
     try:
-        assert resident(server) - before < 150, "200 MiB were sent, of which 64 may be kept"
+        # A sanitizer's own memory grows with that of the process.
+        assert resident(server) - before < 150 * patience, "200 MiB were sent, of which 64 may be kept"
         assert server.log_in(server.USER, server.PASSWORD)
     finally:
         for connection in connections:
