@@ -106,7 +106,7 @@ class ObservedListener : public heartbeat::testing::NetworkTest {};
 
 TEST_F(ObservedListener, TellsOfRecordsWithoutALock) {
   const heartbeat::testing::Namespace machine;
-  support::FakeSystem system;
+  static support::FakeSystem system;  // older than the listener, whose threads may ask it until they are joined
   system.setAddresses({});
   HeartBeatWindows& listener = *HeartBeatWindows::getInstance();
   machine.in([&] { listener.invokeThread(); });
