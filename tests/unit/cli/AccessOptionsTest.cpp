@@ -1,4 +1,3 @@
-#include <sstream>
 #include <string>
 #include <variant>
 #include <vector>
@@ -7,23 +6,15 @@
 #include <gtest/gtest.h>
 
 #include "cli/Options.h"
+#include "unit/cli/ParsedOptions.h"
 
 namespace cli {
 namespace {
 
 using testing::HasSubstr;
 
-class AccessOptionsOf : public testing::Test {
+class AccessOptionsOf : public ParsedOptions {
  protected:
-  std::variant<Options, ExitCode> parse(std::vector<const char*> words) {
-    words.insert(words.begin(), "kvtctl");
-    return parseOptions(static_cast<int>(words.size()), words.data(), mOut, mErr);
-  }
-  Options options(const std::vector<const char*>& words) {
-    const auto parsed = parse(words);
-    EXPECT_TRUE(std::holds_alternative<Options>(parsed)) << mErr.str();
-    return std::holds_alternative<Options>(parsed) ? std::get<Options>(parsed) : Options();
-  }
   /// What a wrong line is told.
   std::string complaint(const std::vector<const char*>& words) {
     mErr.str("");
@@ -31,9 +22,6 @@ class AccessOptionsOf : public testing::Test {
     EXPECT_TRUE(std::holds_alternative<ExitCode>(parsed) && std::get<ExitCode>(parsed) == ExitCode::kUsage);
     return mErr.str();
   }
-
-  std::ostringstream mOut;
-  std::ostringstream mErr;
 };
 
 const std::string kDigits(64, 'a');

@@ -1,5 +1,4 @@
 #include <cstdlib>
-#include <sstream>
 #include <string>
 #include <variant>
 #include <vector>
@@ -8,34 +7,23 @@
 #include <gtest/gtest.h>
 
 #include "cli/Options.h"
+#include "unit/cli/ParsedOptions.h"
 
 namespace cli {
 namespace {
 
 using testing::HasSubstr;
 
-class ParseOptions : public testing::Test {
+class ParseOptions : public ParsedOptions {
  protected:
   void SetUp() override { unsetenv("KVT_SERVER"); }
   void TearDown() override { unsetenv("KVT_SERVER"); }
 
-  std::variant<Options, ExitCode> parse(std::vector<const char*> words) {
-    words.insert(words.begin(), "kvtctl");
-    return parseOptions(static_cast<int>(words.size()), words.data(), mOut, mErr);
-  }
-  Options options(const std::vector<const char*>& words) {
-    const auto parsed = parse(words);
-    EXPECT_TRUE(std::holds_alternative<Options>(parsed)) << mErr.str();
-    return std::holds_alternative<Options>(parsed) ? std::get<Options>(parsed) : Options();
-  }
   ExitCode code(const std::vector<const char*>& words) {
     const auto parsed = parse(words);
     EXPECT_TRUE(std::holds_alternative<ExitCode>(parsed));
     return std::holds_alternative<ExitCode>(parsed) ? std::get<ExitCode>(parsed) : ExitCode::kDone;
   }
-
-  std::ostringstream mOut;
-  std::ostringstream mErr;
 };
 
 TEST_F(ParseOptions, HaveDefaults) {
